@@ -1,0 +1,78 @@
+#include "standin/CallbackThread.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace standin {
+
+void CallbackThread::start(Job afterAutomatic) {
+  afterAutomatic_ = std::move(afterAutomatic);
+  thread_ = std::thread([this] { run(); });
+}
+
+void CallbackThread::postAutomatic(Job job) {
+  const std::lock_guard lock(mutex_);
+  automatic_.push_back(std::move(job));
+  changed_.notify_one();
+}
+
+void CallbackThread::post(const std::shared_ptr<Lane>& lane, Job job) {
+  const std::lock_guard lock(mutex_);
+  if (lane->jobs_.empty()) {
+    waiting_.push_back(lane);
+    changed_.notify_one();
+  }
+  lane->jobs_.push_back(std::move(job));
+}
+
+void CallbackThread::wake() {
+  const std::lock_guard lock(mutex_);
+  changed_.notify_one();
+}
+
+void CallbackThread::stop() {
+  {
+    const std::lock_guard lock(mutex_);
+    stopping_ = true;
+    changed_.notify_one();
+  }
+  if (thread_.joinable()) thread_.join();
+}
+
+// The next job in turn; false when all rest. Called with the lock held.
+bool CallbackThread::takeNext(Job& job) {
+  if (!automatic_.empty()) {
+    job = std::move(automatic_.front());
+    automatic_.pop_front();
+    return true;
+  }
+  if (afterAutomatic_) {
+    job = std::exchange(afterAutomatic_, nullptr);
+    return true;
+  }
+  const auto ready = std::find_if(waiting_.begin(), waiting_.end(), [&](const auto& lane) {
+    return lane->unsentBytes.load(std::memory_order_relaxed) < laneLimit_;
+  });
+  if (ready == waiting_.end()) return false;
+  const std::shared_ptr<Lane> lane = std::move(*ready);
+  waiting_.erase(ready);
+  job = std::move(lane->jobs_.front());
+  lane->jobs_.pop_front();
+  if (!lane->jobs_.empty()) waiting_.push_back(lane);
+  return true;
+}
+
+void CallbackThread::run() {
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    Job job;
+    changed_.wait(lock, [&] { return stopping_ || takeNext(job); });
+    if (stopping_) return;
+    lock.unlock();
+    job();
+    job = nullptr;
+    lock.lock();
+  }
+}
+
+}  // namespace standin

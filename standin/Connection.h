@@ -1,0 +1,110 @@
+// One client of the socket.
+#pragma once
+
+#include <array>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "standin/CallbackThread.h"
+#include "standin/JsonRpc.h"
+
+namespace standin {
+
+class SocketServer;
+class Connection;
+
+/// A line of replies in the making: one reply, or those of a batch.
+struct ReplyLine {
+  struct Element {
+    std::string id;    ///< JSON text
+    std::string text;  ///< the reply; empty while it is open
+  };
+  bool batch = false;
+  std::vector<Element> elements;
+  std::size_t open = 0;
+};
+
+/// The right to answer one request, once, from any thread. Unused for a notification.
+class Reply {
+ public:
+  Reply(std::shared_ptr<Connection> connection, std::shared_ptr<ReplyLine> line, std::size_t index)
+      : connection_(std::move(connection)), line_(std::move(line)), index_(index) {}
+
+  void result(std::string_view json) const;
+  void error(const rpc::Error& error) const;
+  const std::shared_ptr<Connection>& connection() const { return connection_; }
+
+ private:
+  void finish(std::string text) const;
+
+  std::shared_ptr<Connection> connection_;
+  std::shared_ptr<ReplyLine> line_;  ///< null for a notification
+  std::size_t index_;
+};
+
+/// Reads requests and sends replies, in the order of the requests, and notifications. Main thread
+/// only, except `lane`.
+class Connection : public std::enable_shared_from_this<Connection> {
+ public:
+  using Socket = boost::asio::local::stream_protocol::socket;
+  using Text = std::shared_ptr<const std::string>;
+
+  Connection(SocketServer& server, Socket socket);
+
+  void start();
+
+  /// Queues a notification line.
+  void notify(const Text& line);
+
+  /// Answers what is still open with an error, and closes once everything is sent.
+  void finish(const rpc::Error& error);
+
+  void close();
+
+  /// The connection's place in the callback thread's queue.
+  const std::shared_ptr<CallbackThread::Lane>& lane() const { return lane_; }
+
+  bool subscribed = false;
+
+ private:
+  friend class Reply;
+
+  struct Chunk {
+    Text text;
+    std::size_t replyBytes;  ///< how much of it counts as unsent reply bytes
+  };
+
+  bool resting() const;
+  void read();
+  void received(const boost::system::error_code& error, std::size_t bytes);
+  void takeLines();
+  void serveLine(std::string_view text);
+  void refuseTooLong();
+  void answered(ReplyLine* line, std::size_t index, std::string text);
+  void releaseReplies();
+  void send();
+  void sent(const boost::system::error_code& error, std::size_t chunks);
+  void goOn();
+  std::size_t unsentBytes() const;
+
+  SocketServer& server_;
+  Socket socket_;
+  std::shared_ptr<CallbackThread::Lane> lane_ = std::make_shared<CallbackThread::Lane>();
+  std::array<char, 65536> chunk_;
+  std::string input_;
+  std::size_t searched_ = 0;  ///< bytes of input_ that hold no line end
+  std::deque<std::shared_ptr<ReplyLine>> replies_;
+  std::deque<Chunk> outgoing_;
+  std::size_t notificationBytes_ = 0;
+  std::size_t inFlight_ = 0;
+  bool reading_ = false;
+  bool sending_ = false;
+  bool inputEnded_ = false;
+  bool closed_ = false;
+};
+
+}  // namespace standin

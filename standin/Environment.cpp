@@ -1,0 +1,49 @@
+#include "standin/Environment.h"
+
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace standin {
+namespace {
+
+[[noreturn]] void refuse(const char* variable, const char* value, const char* expected) {
+  std::fprintf(stderr, "quorin: environment variable %s is '%s'; it must be %s\n", variable, value,
+               expected);
+  std::exit(255);
+}
+
+void readNumber(const char* variable, int max, const char* expected, int& number) {
+  const char* value = std::getenv(variable);
+  if (value == nullptr) return;
+  const char* end = value + std::strlen(value);
+  int parsed = -1;
+  const auto [stopped, error] = std::from_chars(value, end, parsed);
+  if (error != std::errc() || stopped != end || parsed < 0 || parsed > max) {
+    refuse(variable, value, expected);
+  }
+  number = parsed;
+}
+
+Environment read() {
+  Environment result;
+  if (const char* path = std::getenv("KOR_OAM_SOCKET")) {
+    if (*path == '\0') refuse("KOR_OAM_SOCKET", path, "the path of a socket");
+    result.socketPath = path;
+  }
+  int automatic = 1;
+  readNumber("KOR_OAM_AUTO", 1, "0 or 1", automatic);
+  result.automatic = automatic == 1;
+  readNumber("ZEL_LOG_LEVEL", 8, "a number from 0 to 8", result.logLevel);
+  return result;
+}
+
+}  // namespace
+
+const Environment& environment() {
+  static const Environment result = read();
+  return result;
+}
+
+}  // namespace standin

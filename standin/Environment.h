@@ -1,0 +1,18 @@
+// Configuration of the stand-in: environment variables, read once.
+#pragma once
+
+#include <string>
+
+namespace standin {
+
+struct Environment {
+  std::string socketPath = "/run/quorin/oam.sock";  ///< KOR_OAM_SOCKET
+  bool automatic = true;                            ///< KOR_OAM_AUTO
+  int logLevel = 2;                                 ///< ZEL_LOG_LEVEL
+};
+
+/// Read on first use, which is on the main thread at start. A bad value is named on standard error
+/// and ends the process with status 255.
+const Environment& environment();
+
+}  // namespace standin

@@ -1,0 +1,49 @@
+#include "platform/KorOamApi.h"
+
+#include "standin/OamService.h"
+
+struct KorOamApi::Implementation {
+  standin::OamService service;
+};
+
+namespace {
+
+int sent(bool done) { return done ? 0 : -1; }
+
+}  // namespace
+
+KorOamApi::KorOamApi() : implementation_(std::make_unique<Implementation>()) {
+  good = implementation_->service.claim();
+}
+
+KorOamApi::~KorOamApi() = default;
+
+KorOamApi& KorOamApi::instance() {
+  static KorOamApi api;
+  return api;
+}
+
+int KorOamApi::doRegister(const GetFunction& get, const GetBySessionFunction&,
+                          const SetFunction& set, const SetBySessionFunction&,
+                          const NotifyFunction& notify, const NotifyBySessionFunction&,
+                          const ClearFunction& clear, const ClearBySessionFunction&,
+                          const SvcRegIndFunction& svcRegInd,
+                          const SvcRegResultFunction& svcRegResult,
+                          const InitProvCompleteFunction& initProvComplete,
+                          const SetIndResultFunction& setIndResult, const GetKeysFunction& getKeys,
+                          const GetKeysBySessionFunction&, int) {
+  return sent(implementation_->service.start(
+      {get, set, notify, clear, svcRegInd, svcRegResult, initProvComplete, setIndResult, getKeys}));
+}
+
+int KorOamApi::sendVmbSvcRegInd(Zel::OamSvcRegInd::SvcRegType type,
+                                const std::vector<unsigned short>& groups) {
+  return sent(implementation_->service.sendSvcRegInd(type, groups));
+}
+
+int KorOamApi::sendVmbSvcRegSetUpdateInd(Zel::OamSvcRegInd::SvcRegType type,
+                                         const std::vector<unsigned short>& values) {
+  return sent(implementation_->service.sendSvcRegSetUpdateInd(type, values));
+}
+
+int KorOamApi::sendVmbSvcRegEndInd() { return sent(implementation_->service.sendSvcRegEndInd()); }

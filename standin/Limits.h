@@ -1,0 +1,17 @@
+// Limits of the socket.
+#pragma once
+
+#include <cstddef>
+
+namespace standin {
+
+constexpr std::size_t maxLineBytes = 1024 * 1024;
+constexpr std::size_t maxConnections = 64;
+/// Past it a connection's further requests are not read until it drains.
+constexpr std::size_t maxUnsentReplyBytes = 4 * 1024 * 1024;
+/// Past it, notifications included, a connection is closed.
+constexpr std::size_t maxUnsentBytes = 32 * 1024 * 1024;
+/// Requests of one connection that are read and not yet answered.
+constexpr std::size_t maxRequestsInFlight = 256;
+
+}  // namespace standin

@@ -1,0 +1,75 @@
+// The log library: finished lines go to standard error.
+#include "platform/LogStream.h"
+
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <string>
+#include <string_view>
+
+int zelLogLevelThreshold = 2;
+
+namespace Zel {
+namespace {
+
+std::string utcTime() {
+  timeval now{};
+  ::gettimeofday(&now, nullptr);
+  tm parts{};
+  ::gmtime_r(&now.tv_sec, &parts);
+  char seconds[32];
+  std::strftime(seconds, sizeof seconds, "%Y-%m-%dT%H:%M:%S", &parts);
+  char text[64];
+  std::snprintf(text, sizeof text, "%s.%06ldZ", seconds, static_cast<long>(now.tv_usec));
+  return text;
+}
+
+// No control character survives, so that no text can forge a second line.
+void appendEscaped(std::string& out, std::string_view text) {
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (character == '\n') {
+      out += "\\n";
+    } else if (character == '\t') {
+      out += "\\t";
+    } else if (byte < 0x20 || byte == 0x7F) {
+      char escape[8];
+      std::snprintf(escape, sizeof escape, "\\x%02x", byte);
+      out += escape;
+    } else {
+      out += character;
+    }
+  }
+}
+
+void writeWhole(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(STDERR_FILENO, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return;  // there is nowhere to report it
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+}  // namespace
+
+LogStream::LogStream(ZelLogLevel level, const char* file, int line, const char* function)
+    : level_(level), file_(file), line_(line), function_(function) {}
+
+void LogStream::done() {
+  std::string_view body = text_;
+  if (body.ends_with('\n')) body.remove_suffix(1);
+  std::string line =
+      utcTime() + " quorin[" + std::to_string(::getpid()) + "] L" + std::to_string(level_) + ": ";
+  if (file_ != nullptr) line += std::string(file_) + ":" + std::to_string(line_) + " ";
+  if (function_ != nullptr) line += std::string(function_) + " ";
+  appendEscaped(line, body);
+  line += '\n';
+  writeWhole(line);
+}
+
+}  // namespace Zel

@@ -1,0 +1,192 @@
+#include "standin/OamService.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <utility>
+
+#include "platform/Process.h"
+#include "standin/Environment.h"
+#include "standin/Limits.h"
+#include "standin/MainLoop.h"
+#include "standin/Replies.h"
+
+namespace standin {
+namespace {
+
+// Outcomes of the service registration that this API reports by itself.
+constexpr unsigned int svcRegIndOutcome = 12;
+constexpr unsigned int svcRegSetUpdateOutcome = 14;
+
+bool stopping() {
+  const Zel::Process* process = Zel::Process::instance();
+  return process == nullptr || process->exiting();
+}
+
+}  // namespace
+
+OamService::OamService()
+    : callbacks_(maxUnsentReplyBytes),
+      server_(callbacks_,
+              [this](rpc::Request& request, const Reply& reply) { serve(request, reply); }) {}
+
+OamService::~OamService() = default;
+
+bool OamService::claim() {
+  const std::string reason = server_.claim(environment().socketPath);
+  if (!reason.empty()) std::fprintf(stderr, "quorin: %s\n", reason.c_str());
+  return reason.empty();
+}
+
+bool OamService::start(const Slots& slots) {
+  if (started_) return false;
+  if (const std::string reason = server_.listen(); !reason.empty()) {
+    std::fprintf(stderr, "quorin: %s\n", reason.c_str());
+    return false;
+  }
+  started_ = true;
+  slots_ = slots;
+  if (environment().automatic && slots_.svcRegInd) callbacks_.postAutomatic(slots_.svcRegInd);
+  atEndOfMainLoop([this] { shutDown(); });
+  // Clients are served when the registration is through, so that none meets it half-finished.
+  callbacks_.start([this] { boost::asio::post(mainLoop(), [this] { server_.startAccepting(); }); });
+  return true;
+}
+
+void OamService::shutDown() {
+  callbacks_.stop();
+  server_.shutDown();
+}
+
+void OamService::afterSending(std::string_view indication) {
+  const std::lock_guard lock(registrationMutex_);
+  lastIndication_ = indication;
+}
+
+void OamService::reportOutcome(unsigned int kind, Zel::MgmtResult result,
+                               const std::vector<std::uint16_t>& groups) {
+  if (kind == svcRegIndOutcome && result == Zel::MGMT_SUCCESS) {
+    const std::lock_guard lock(registrationMutex_);
+    confirmedGroups_.insert(groups.begin(), groups.end());
+  }
+  slots_.svcRegResult(kind, result, groups);
+}
+
+bool OamService::sendSvcRegInd(Zel::OamSvcRegInd::SvcRegType type,
+                               const std::vector<std::uint16_t>& groups) {
+  if (stopping()) return false;
+  server_.publish("svcRegInd", groupsText(type, groups));
+  afterSending("svcRegInd");
+  if (environment().automatic && slots_.svcRegResult) {
+    callbacks_.postAutomatic(
+        [this, groups] { reportOutcome(svcRegIndOutcome, Zel::MGMT_SUCCESS, groups); });
+  }
+  return true;
+}
+
+bool OamService::sendSvcRegSetUpdateInd(Zel::OamSvcRegInd::SvcRegType type,
+                                        const std::vector<std::uint16_t>& values) {
+  if (stopping()) return false;
+  server_.publish("svcRegSetUpdateInd", groupsText(type, values));
+  afterSending("svcRegSetUpdateInd");
+  if (environment().automatic && slots_.svcRegResult) {
+    callbacks_.postAutomatic(
+        [this, values] { reportOutcome(svcRegSetUpdateOutcome, Zel::MGMT_SUCCESS, values); });
+  }
+  return true;
+}
+
+bool OamService::sendSvcRegEndInd() {
+  if (stopping()) return false;
+  server_.publish("svcRegEndInd", "{}");
+  afterSending("svcRegEndInd");
+  return true;
+}
+
+void OamService::serve(rpc::Request& request, const Reply& reply) {
+  Parameters parameters(request.params);
+  const auto method = methods().find(request.method);
+  try {
+    if (request.method == "status") {
+      parameters.finish();
+      ++requests_[request.method];
+      reply.result(status());
+    } else if (request.method == "subscribe" || request.method == "unsubscribe") {
+      parameters.finish();
+      ++requests_[request.method];
+      const bool wanted = request.method == "subscribe";
+      reply.connection()->subscribed = wanted;
+      reply.result(rpc::ObjectText().add("subscribed", wanted).take());
+    } else if (method != methods().end()) {
+      Work work = (this->*method->second)(parameters);
+      parameters.finish();
+      ++requests_[request.method];
+      callbacks_.post(reply.connection()->lane(), [work = std::move(work), reply] { work(reply); });
+    } else {
+      reply.error({rpc::unknownMethod, "there is no method " + request.method});
+    }
+  } catch (const rpc::Error& error) {
+    reply.error(error);
+  }
+}
+
+std::string OamService::status() const {
+  const std::array<std::pair<const char*, bool>, 9> filled = {{
+      {"get", bool(slots_.get)},
+      {"getKeys", bool(slots_.getKeys)},
+      {"set", bool(slots_.set)},
+      {"notify", bool(slots_.notify)},
+      {"clear", bool(slots_.clear)},
+      {"initProvComplete", bool(slots_.initProvComplete)},
+      {"svcRegInd", bool(slots_.svcRegInd)},
+      {"svcRegResult", bool(slots_.svcRegResult)},
+      {"setIndResult", bool(slots_.setIndResult)},
+  }};
+  rpc::ObjectText slots;
+  for (const auto& [name, isFilled] : filled) slots.add(name, isFilled);
+
+  rpc::ObjectText registration;
+  {
+    const std::lock_guard lock(registrationMutex_);
+    const std::vector<std::uint16_t> groups(confirmedGroups_.begin(), confirmedGroups_.end());
+    registration.addArray("groups", groups.size(),
+                          [&](std::size_t i) { return groupText(groups[i]); });
+    registration.add("lastIndication", lastIndication_);
+  }
+
+  const auto countersText = [](const auto& counters) {
+    rpc::ObjectText text;
+    for (const auto& [name, count] : counters) text.add(name, static_cast<std::int64_t>(count));
+    return text.take();
+  };
+  const SocketServer::Counters& counters = server_.counters();
+  const auto number = [](auto value) { return static_cast<std::int64_t>(value); };
+  return rpc::ObjectText()
+      .add("pid", number(::getpid()))
+      .add("uptimeSeconds", number(std::chrono::duration_cast<std::chrono::seconds>(
+                                       std::chrono::steady_clock::now() - startTime_)
+                                       .count()))
+      .add("auto", environment().automatic)
+      .addJson("slots", slots.take())
+      .addJson("serviceRegistration", registration.take())
+      .addJson("counters", rpc::ObjectText()
+                               .addJson("requests", countersText(requests_))
+                               .addJson("notifications", countersText(counters.notifications))
+                               .addJson("connections", rpc::ObjectText()
+                                                           .add("made", number(counters.made))
+                                                           .add("refused", number(counters.refused))
+                                                           .add("cutOff", number(counters.cutOff))
+                                                           .take())
+                               .take())
+      .addJson("limits", rpc::ObjectText()
+                             .add("lineBytes", number(maxLineBytes))
+                             .add("nesting", number(rpc::maxNesting))
+                             .add("connections", number(maxConnections))
+                             .add("unsentReplyBytes", number(maxUnsentReplyBytes))
+                             .add("unsentBytes", number(maxUnsentBytes))
+                             .take())
+      .take();
+}
+
+}  // namespace standin

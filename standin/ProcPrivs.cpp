@@ -1,0 +1,56 @@
+#include "platform/ProcPrivs.h"
+
+#include <grp.h>
+#include <pwd.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace Zel {
+namespace {
+
+bool runsAs(uid_t user, gid_t group) {
+  uid_t realUser, effectiveUser, savedUser;
+  gid_t realGroup, effectiveGroup, savedGroup;
+  if (::getresuid(&realUser, &effectiveUser, &savedUser) != 0) return false;
+  if (::getresgid(&realGroup, &effectiveGroup, &savedGroup) != 0) return false;
+  return realUser == user && effectiveUser == user && savedUser == user && realGroup == group &&
+         effectiveGroup == group && savedGroup == group;
+}
+
+// The look-ups leave errno alone where there simply is no such entry.
+int lookUpError() { return errno != 0 ? errno : ENOENT; }
+
+}  // namespace
+
+ProcPrivs::ProcPrivs() = default;
+ProcPrivs::~ProcPrivs() = default;
+
+void ProcPrivs::setUser(const char* user) { user_ = user; }
+void ProcPrivs::setGroup(const char* group) { group_ = group; }
+
+int ProcPrivs::applyPrivileges() {
+  errno = 0;
+  const passwd* userEntry = ::getpwnam(user_.c_str());
+  if (userEntry == nullptr) return lookUpError();
+  const uid_t user = userEntry->pw_uid;
+  errno = 0;
+  const group* groupEntry = ::getgrnam(group_.c_str());
+  if (groupEntry == nullptr) return lookUpError();
+  const gid_t group = groupEntry->gr_gid;
+
+  if (runsAs(user, group)) return 0;
+
+  // The user goes last: without it there is no right to do the others.
+  if (::setgroups(0, nullptr) != 0) return errno;
+  if (::setresgid(group, group, group) != 0) return errno;
+  if (::setresuid(user, user, user) != 0) return errno;
+
+  if (!runsAs(user, group)) return EPERM;
+  if (user != 0 && (::setuid(0) == 0 || ::seteuid(0) == 0)) return EPERM;
+  if (group != 0 && (::setgid(0) == 0 || ::setegid(0) == 0)) return EPERM;
+  return 0;
+}
+
+}  // namespace Zel

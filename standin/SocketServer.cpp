@@ -1,0 +1,114 @@
+#include "standin/SocketServer.h"
+
+#include <boost/asio/post.hpp>
+#include <boost/asio/write.hpp>
+#include <chrono>
+#include <utility>
+
+#include "standin/Limits.h"
+#include "standin/MainLoop.h"
+
+namespace asio = boost::asio;
+
+namespace standin {
+namespace {
+
+constexpr auto acceptRetry = std::chrono::milliseconds(100);
+constexpr auto shutDownTime = std::chrono::seconds(1);
+
+const rpc::Error stoppingError{rpc::stopping, "the process is stopping"};
+
+}  // namespace
+
+SocketServer::SocketServer(CallbackThread& callbacks, Serve serve)
+    : callbacks_(callbacks), serve_(std::move(serve)), acceptor_(mainLoop()), retry_(mainLoop()) {}
+
+std::string SocketServer::listen() { return path_->listen(); }
+
+void SocketServer::startAccepting() {
+  acceptor_.assign(Protocol(), path_->takeDescriptor());
+  accept();
+}
+
+void SocketServer::accept() {
+  acceptor_.async_accept([this](const boost::system::error_code& error, Protocol::socket socket) {
+    if (error == asio::error::operation_aborted) return;
+    if (!error) {
+      accepted(std::move(socket));
+      return accept();
+    }
+    // No descriptor left, most likely: the connection stays queued until there is one.
+    retry_.expires_after(acceptRetry);
+    retry_.async_wait([this](const boost::system::error_code& aborted) {
+      if (!aborted) accept();
+    });
+  });
+}
+
+void SocketServer::accepted(Protocol::socket socket) {
+  if (connections_.size() >= maxConnections) {
+    ++counters_.refused;
+    const std::string line =
+        rpc::errorReply("null", {rpc::tooManyConnections,
+                                 "at most " + std::to_string(maxConnections) + " connections"}) +
+        '\n';
+    boost::system::error_code ignored;
+    socket.non_blocking(true, ignored);
+    socket.write_some(asio::buffer(line), ignored);
+    return;
+  }
+  ++counters_.made;
+  const auto connection = std::make_shared<Connection>(*this, std::move(socket));
+  connections_.insert(connection);
+  connection->start();
+}
+
+void SocketServer::serve(rpc::Request& request, const Reply& reply) {
+  if (request.error.code != 0) return reply.error(request.error);
+  if (stopping_) return reply.error(stoppingError);
+  serve_(request, reply);
+}
+
+void SocketServer::publish(std::string_view method, std::string_view params) {
+  auto line = std::make_shared<const std::string>(rpc::notificationLine(method, params));
+  asio::post(mainLoop(), [this, method = std::string(method), line = std::move(line)] {
+    distribute(method, line);
+  });
+}
+
+void SocketServer::distribute(std::string_view method, const Connection::Text& line) {
+  ++counters_.notifications[std::string(method)];
+  const auto connections = connections_;  // a connection that is cut off leaves the set
+  for (const auto& connection : connections) {
+    if (connection->subscribed) connection->notify(line);
+  }
+}
+
+void SocketServer::cutOff(Connection& connection) {
+  ++counters_.cutOff;
+  connection.close();
+}
+
+void SocketServer::forget(Connection& connection) {
+  connections_.erase(connection.shared_from_this());
+}
+
+void SocketServer::shutDown() {
+  stopping_ = true;
+  boost::system::error_code ignored;
+  acceptor_.close(ignored);
+  retry_.cancel();
+  path_.reset();
+  asio::io_context& loop = mainLoop();
+  loop.restart();
+  loop.poll();  // replies that the callback thread has made
+  const auto connections = connections_;
+  for (const auto& connection : connections) connection->finish(stoppingError);
+  const auto deadline = std::chrono::steady_clock::now() + shutDownTime;
+  while (!connections_.empty() && loop.run_one_until(deadline) != 0) {
+  }
+  const auto unsent = connections_;
+  for (const auto& connection : unsent) connection->close();
+}
+
+}  // namespace standin

@@ -1,0 +1,74 @@
+// The socket: accepts clients, keeps the limits, and hands their requests on.
+#pragma once
+
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "standin/CallbackThread.h"
+#include "standin/Connection.h"
+#include "standin/SocketPath.h"
+
+namespace standin {
+
+/// Main thread only, except `publish`.
+class SocketServer {
+ public:
+  /// Answers a request through the reply, now or later.
+  using Serve = std::function<void(rpc::Request& request, const Reply& reply)>;
+
+  struct Counters {
+    std::map<std::string, std::uint64_t, std::less<>> notifications;
+    std::uint64_t made = 0;     ///< connections accepted
+    std::uint64_t refused = 0;  ///< connections past the limit
+    std::uint64_t cutOff = 0;   ///< connections closed for what they left unread
+  };
+
+  SocketServer(CallbackThread& callbacks, Serve serve);
+
+  /// Claims the path. Returns an empty string, or why it failed.
+  std::string claim(const std::string& path) { return path_->claim(path); }
+
+  /// Lets clients connect; they are served from `startAccepting` on, in the main loop.
+  std::string listen();
+  void startAccepting();
+
+  /// Sends a notification to all that have subscribed. From any thread.
+  void publish(std::string_view method, std::string_view params);
+
+  /// Takes no further request, answers those that are open with an error, and sends what is
+  /// answered, for at most a second. The main loop has ended and the callback thread stopped.
+  void shutDown();
+
+  const Counters& counters() const { return counters_; }
+
+  // For connections.
+  void serve(rpc::Request& request, const Reply& reply);
+  void cutOff(Connection& connection);
+  void forget(Connection& connection);
+  void laneDrained() { callbacks_.wake(); }
+
+ private:
+  using Protocol = boost::asio::local::stream_protocol;
+
+  void accept();
+  void accepted(Protocol::socket socket);
+  void distribute(std::string_view method, const Connection::Text& line);
+
+  CallbackThread& callbacks_;
+  Serve serve_;
+  std::unique_ptr<SocketPath> path_ = std::make_unique<SocketPath>();
+  Protocol::acceptor acceptor_;
+  boost::asio::steady_timer retry_;
+  std::set<std::shared_ptr<Connection>> connections_;
+  Counters counters_;
+  bool stopping_ = false;
+};
+
+}  // namespace standin

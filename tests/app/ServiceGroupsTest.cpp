@@ -1,0 +1,157 @@
+// The "group" and "set-update" values, and the service registration sequence.
+#include "Daemon.h"
+
+namespace {
+
+using scripted::platform;
+using scripted::Sent;
+using Texts = std::vector<std::string>;
+
+class ServiceGroups : public scripted::DaemonTest {
+ protected:
+  /// What the daemon sends for an indication, or for an outcome.
+  Texts sentFor(void (*act)(scripted::Slots&)) {
+    act(slots());
+    Texts texts;
+    for (const Sent& sent : platform().takeSent()) texts.push_back(sent.what);
+    return texts;
+  }
+  Texts registration() {
+    return sentFor([](scripted::Slots& slots) { slots.svcRegInd(); });
+  }
+  Texts setUpdate() {
+    return sentFor([](scripted::Slots& slots) { slots.svcRegResult(12, Zel::MGMT_SUCCESS, {}); });
+  }
+};
+
+TEST_F(ServiceGroups, SplitsAtColonsAndDropsOnlyAnEmptyLastPiece) {
+  const struct {
+    const char* text;
+    Texts pieces;
+  } cases[] = {{"0x111d:0x111e", {"0x111d", "0x111e"}},
+               {"1::2", {"1", "", "2"}},
+               {":1", {"", "1"}},
+               {"1:", {"1"}},
+               {"1::", {"1", ""}},
+               {":", {""}},
+               {"", {}}};
+  for (const auto& one : cases) EXPECT_EQ(Quorin::split(one.text), one.pieces) << one.text;
+}
+
+TEST_F(ServiceGroups, SendsTheGroupsOfTheOption) {
+  const struct {
+    Texts options;
+    const char* sent;
+  } cases[] = {
+      {{}, "svcRegInd 0"},
+      {{"--group", "0x111d:0x111e"}, "svcRegInd 0 111d 111e"},
+      {{"--group", "111d"}, "svcRegInd 0 111d"},
+      {{"--group", "0x111d::0x111e"}, "svcRegInd 0 111d 0 111e"},
+      {{"--group", "0X111D:0x1111d:"}, "svcRegInd 0 111d 111d"},
+      {{"--group", " 1:+2:-1:ffffffffffffffffff"}, "svcRegInd 0 1 2 ffff ffff"},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(testing::PrintToString(one.options));
+    daemon.reset();
+    platform().reset();
+    make(one.options);
+    ASSERT_TRUE(daemon->isGood());
+    EXPECT_EQ(registration(), Texts{one.sent});
+    EXPECT_EQ(registration(), Texts{one.sent}) << "each call sends again";
+  }
+}
+
+TEST_F(ServiceGroups, SendsTheSetUpdateValuesWithTheKindOfTheLast) {
+  const struct {
+    Texts options;
+    const char* sent;
+  } cases[] = {
+      {{}, "svcRegSetUpdateInd 0"},
+      {{"--set-update", "L"}, "svcRegSetUpdateInd 0"},
+      {{"--set-update", "L:0x111d:111e"}, "svcRegSetUpdateInd 0 111d 111e"},
+      {{"--set-update", "R:0x1100:0x11ff"}, "svcRegSetUpdateInd 1 1100 11ff"},
+      {{"--set-update", "R:11zz:12"}, "svcRegSetUpdateInd 1 11 12"},
+      {{"--set-update", "R:0x20001:2"}, "svcRegSetUpdateInd 1 1 2"},
+      {{"--set-update", "A:11"}, "svcRegSetUpdateInd 2 11"},
+      {{"--set-update", "A:0x111d"}, "svcRegSetUpdateInd 2 111d"},
+      {{"--set-update", "A::"}, "svcRegSetUpdateInd 2 0"},
+      {{"--set-update", "L:0x111d", "--set-update", "A:12"}, "svcRegSetUpdateInd 2 111d 12"},
+      {{"--set-update", "A:12", "--set-update", "L:"}, "svcRegSetUpdateInd 0 12"},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(testing::PrintToString(one.options));
+    daemon.reset();
+    platform().reset();
+    make(one.options);
+    ASSERT_TRUE(daemon->isGood());
+    EXPECT_EQ(setUpdate(), Texts{one.sent});
+  }
+}
+
+TEST_F(ServiceGroups, RefusesBadValuesAndRegistersNothing) {
+  const char* const notANumber = "group not a number, please check and try again";
+  const char* const badKind = "only 'L', 'R' or 'A' are valid";
+  const char* const badRange = "Expecting 'R:<Range Start>:<Range End>'";
+  const char* const badOrder = "<Range Start> is not less than <Range End>";
+  const char* const badAll = "Expecting 'A:<Subsystem>'";
+  const struct {
+    const char* option;
+    const char* value;
+    const char* message;
+  } cases[] = {
+      {"--group", "0x111g", notANumber},     {"--group", "0x", notANumber},
+      {"--group", "1:2 ", notANumber},       {"--set-update", "L:1:x", notANumber},
+      {"--set-update", "l:0x111d", badKind}, {"--set-update", "X:1", badKind},
+      {"--set-update", ":", badKind},        {"--set-update", "LR:1", badKind},
+      {"--set-update", "R", badRange},       {"--set-update", "R:0x1100", badRange},
+      {"--set-update", "R:1:2:3", badRange}, {"--set-update", "R:0x11ff:0x1100", badOrder},
+      {"--set-update", "R:5:5", badOrder},   {"--set-update", "R:2:0x10001", badOrder},
+      {"--set-update", "A", badAll},         {"--set-update", "A:", badAll},
+      {"--set-update", "A:1:2", badAll},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(std::string(one.option) + " " + one.value);
+    daemon.reset();
+    platform().reset();
+    scripted::StandardOutput output;
+    make({one.option, one.value});
+    EXPECT_EQ(output.take(), one.message);
+    EXPECT_FALSE(daemon->isGood());
+    EXPECT_EQ(platform().calls, std::vector<std::string>{"Process 33 15 options"});
+  }
+}
+
+TEST_F(ServiceGroups, GoesThroughTheRegistrationSequence) {
+  make({"--group", "0x111f", "--set-update", "R:1:2"});
+  EXPECT_EQ(registration(), Texts{"svcRegInd 0 111f"});
+  slots().svcRegResult(12, Zel::MGMT_SUCCESS, {0x111D, 0x111D, 0x111F});
+  slots().svcRegResult(14, Zel::MGMT_SUCCESS, {});
+  EXPECT_EQ(platform().takeSent(),
+            (std::vector<Sent>{{0, "svcRegSetUpdateInd 1 1 2", ""}, {0, "svcRegEndInd", ""}}));
+  EXPECT_TRUE(platform().takeLog(2).empty());
+}
+
+TEST_F(ServiceGroups, LogsAFailedRegistrationAndSendsNothing) {
+  make();
+  const struct {
+    unsigned int kind;
+    int result;
+    const char* text;
+  } cases[] = {{12, 4, "Not-Registered"}, {14, 10, "Timeout"}, {13, 0, "Success"},
+               {0, 0, "Success"},         {12, 34, "???"},     {12, -1, "???"}};
+  for (const auto& one : cases) {
+    slots().svcRegResult(one.kind, static_cast<Zel::MgmtResult>(one.result), {0x111f});
+    EXPECT_EQ(platform().takeLog(2),
+              Texts{std::string("svcReg failed with error code = ") + one.text});
+    EXPECT_TRUE(platform().takeSent().empty());
+  }
+  zelLogLevelThreshold = 1;
+  slots().svcRegResult(13, Zel::MGMT_SUCCESS, {});
+  EXPECT_TRUE(platform().log().empty());
+  Zel::RecordList records;
+  Zel::ErrorString errorString;
+  EXPECT_EQ(slots().get(0x111F0003, {}, 0, false, records, errorString), 14)
+      << "a failed registration confirms no group";
+}
+
+}  // namespace

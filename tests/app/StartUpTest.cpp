@@ -1,0 +1,159 @@
+// The program from its entry to its end, on the scripted platform.
+#include <boost/make_shared.hpp>
+
+#include "Daemon.h"
+#include "app/Run.h"
+#include "catalogue/ProvisioningRecords.h"
+#include "records/Factories.h"
+
+namespace {
+
+using scripted::platform;
+using testing::ExitedWithCode;
+
+class StartUp : public scripted::DaemonTest {
+ protected:
+  static int runWith(std::vector<std::string> arguments = {}) {
+    arguments.insert(arguments.begin(), "quorin");
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    return runQuorin(static_cast<int>(arguments.size()), argv.data());
+  }
+};
+
+using StartUpDeathTest = StartUp;
+
+TEST_F(StartUp, GoesThroughItsStagesInOrderAndReturnsTheMainLoopsResult) {
+  platform().mainLoopResult = 7;
+  EXPECT_EQ(runWith(), 7);
+  EXPECT_EQ(platform().calls,
+            (std::vector<std::string>{"zelClientBinLogInit 0x9100", "applyPrivileges apps apps",
+                                      "Process 33 15 options", "doRegister", "main loop",
+                                      "~Process", "~ProcPrivs"}));
+}
+
+TEST_F(StartUpDeathTest, EndsWhenPrivilegesCannotBeDropped) {
+  platform().privilegeError = 3;
+  EXPECT_EXIT(runWith(), ExitedWithCode(255), "^L1: Error dropping privileges: 3\n$");
+  zelLogLevelThreshold = 0;
+  EXPECT_EXIT(runWith(), ExitedWithCode(255), "^$");
+}
+
+TEST_F(StartUpDeathTest, EndsOnEveryFailureOfItsConstruction) {
+  const auto duplicate = [](unsigned int id) {
+    Zel::RecordFactory::registerFunc(id, &Zel::RecordTest1Prov1::create);
+  };
+  struct Case {
+    const char* name;
+    void (*arrange)();
+    const char* said;
+  };
+  const Case cases[] = {
+      {"process", [] { platform().processGood = false; }, "^$"},
+      {"API", [] { platform().apiGood = false; }, "^L2: KorOamApi is not good\n$"},
+      {"doRegister", [] { platform().doRegisterResult = -1; }, "^L2: Error from doRegister\n$"},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(one.name);
+    platform().reset();
+    one.arrange();
+    EXPECT_EXIT(runWith(), ExitedWithCode(255), one.said);
+    zelLogLevelThreshold = 1;
+    EXPECT_EXIT(runWith(), ExitedWithCode(255), "^$");
+  }
+  platform().reset();
+  duplicate(0x111D0002);
+  EXPECT_EXIT(runWith(), ExitedWithCode(255), "^L2: Error from registerFunc for 0x111d0002\n$");
+}
+
+TEST_F(StartUp, ADuplicateCreatorStopsTheRegistrationWhereItIs) {
+  const auto keys = [](bool) { return boost::shared_ptr<Zel::RecordKeys>(); };
+  Zel::RecordFactory::registerKeysFunc(0x111F000D, keys);
+  make();
+  EXPECT_FALSE(daemon->isGood());
+  EXPECT_EQ(platform().takeLog(2),
+            std::vector<std::string>{"Error from registerKeysFunc for 0x111f000d"});
+  EXPECT_EQ(Zel::RecordFactory::funcMap().count(0x111F000D), 1u);
+  EXPECT_EQ(Zel::RecordFactory::funcMap().count(0x111F000E), 0u);
+  EXPECT_EQ(platform().calls, std::vector<std::string>{"Process 33 15 options"});
+}
+
+TEST_F(StartUp, ReadsNoOptionWhenTheProcessIsNotGood) {
+  platform().processGood = false;
+  scripted::StandardOutput output;
+  make({"--group", "none"});
+  EXPECT_FALSE(daemon->isGood());
+  EXPECT_EQ(output.take(), "");
+  EXPECT_TRUE(Zel::RecordFactory::funcMap().empty());
+}
+
+TEST_F(StartUp, RegistersACreatorForEachRecordOfTheFactory) {
+  make();
+  std::vector<unsigned int> records, keys;
+  for (const auto& [id, create] : Zel::RecordFactory::funcMap()) {
+    records.push_back(id);
+    EXPECT_EQ(create()->id, id);
+  }
+  for (const auto& [id, create] : Zel::RecordFactory::keysFuncMap()) {
+    keys.push_back(id);
+    EXPECT_EQ(create(true)->id, id);
+    EXPECT_TRUE(create(true)->wildcardAllowed);
+    EXPECT_FALSE(create(false)->wildcardAllowed);
+  }
+  EXPECT_EQ(records, (std::vector<unsigned int>{
+                         0x08010014, 0x111D0002, 0x111D0004, 0x111E0001, 0x111E0002, 0x111F0001,
+                         0x111F0002, 0x111F0003, 0x111F0004, 0x111F0005, 0x111F0006, 0x111F0007,
+                         0x111F0009, 0x111F000A, 0x111F000D, 0x111F000E, 0x111F0010}));
+  EXPECT_EQ(keys, (std::vector<unsigned int>{0x111F0005, 0x111F0006, 0x111F0007, 0x111F000D,
+                                             0x111F000E}));
+}
+
+/// Which slots are filled, a digit each.
+std::string filledSlots() {
+  const auto& s = platform().slots;
+  std::string filled;
+  for (const bool one :
+       {bool(s.get), bool(s.getBySession), bool(s.set), bool(s.setBySession), bool(s.notify),
+        bool(s.notifyBySession), bool(s.clear), bool(s.clearBySession), bool(s.svcRegInd),
+        bool(s.svcRegResult), bool(s.initProvComplete), bool(s.setIndResult), bool(s.getKeys),
+        bool(s.getKeysBySession)}) {
+    filled += one ? '1' : '0';
+  }
+  return filled;
+}
+
+TEST_F(StartUp, FillsTheSlotsThatTheOmitOptionsLeave) {
+  const struct {
+    std::vector<std::string> options;
+    const char* filled;
+  } cases[] = {
+      {{}, "10000000110000"},
+      {{"--no-get"}, "00000000110000"},
+      {{"--no-notify"}, "10000000000000"},
+      {{"--no-get", "--no-notify", "--no-set", "--no-clear", "--no-init-prov", "--no-get-keys"},
+       "00000000000000"},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(testing::PrintToString(one.options));
+    daemon.reset();
+    platform().reset();
+    make(one.options);
+    EXPECT_TRUE(daemon->isGood());
+    EXPECT_EQ(filledSlots(), one.filled);
+    EXPECT_EQ(platform().slots.option, 30);
+  }
+}
+
+TEST_F(StartUp, WithoutWorkTheSimulatorEndsAfterItsFirstPause) {
+  zelLogLevelThreshold = 5;
+  make();
+  platform().advance(4);
+  EXPECT_FALSE(platform().simulatorEnded());
+  platform().advance(1);
+  EXPECT_TRUE(platform().simulatorEnded());
+  EXPECT_EQ(platform().takeLog(5), std::vector<std::string>{"serverSendEvents started"});
+  EXPECT_TRUE(platform().takeSent().empty());
+}
+
+}  // namespace

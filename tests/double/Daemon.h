@@ -1,0 +1,64 @@
+// A daemon on the scripted platform, and the fixture of the tests that use it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ScriptedPlatform.h"
+#include "app/Quorin.h"
+#include "platform/LogStream.h"
+
+namespace scripted {
+
+class DaemonTest : public testing::Test {
+ protected:
+  DaemonTest() { platform().reset(); }
+
+  /// Makes the daemon with a command line.
+  void make(std::vector<std::string> arguments = {}) {
+    arguments_ = std::move(arguments);
+    arguments_.insert(arguments_.begin(), "quorin");
+    argv_.clear();
+    for (std::string& argument : arguments_) argv_.push_back(argument.data());
+    argv_.push_back(nullptr);
+    daemon = std::make_unique<Quorin>(static_cast<int>(arguments_.size()), argv_.data());
+  }
+
+  /// Makes it and confirms the groups of all test records.
+  void makeRegistered(std::vector<std::string> arguments = {}) {
+    make(std::move(arguments));
+    ASSERT_TRUE(daemon->isGood());
+    slots().svcRegResult(12, Zel::MGMT_SUCCESS, {0x111d, 0x111e, 0x111f, 0x0801});
+    platform().takeSent();
+  }
+
+  static Slots& slots() { return platform().slots; }
+
+  std::unique_ptr<Quorin> daemon;
+
+ private:
+  std::vector<std::string> arguments_;
+  std::vector<char*> argv_;
+};
+
+/// What is written to standard output while it exists.
+class StandardOutput {
+ public:
+  StandardOutput() { testing::internal::CaptureStdout(); }
+  ~StandardOutput() {
+    if (!taken_) take();
+  }
+  std::string take() {
+    taken_ = true;
+    std::fflush(stdout);
+    return testing::internal::GetCapturedStdout();
+  }
+
+ private:
+  bool taken_ = false;
+};
+
+}  // namespace scripted

@@ -1,0 +1,63 @@
+// One connection to the socket, and what the replies must look like.
+#pragma once
+
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/json/object.hpp>
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tools {
+
+/// Ends the program with a message on standard error.
+struct Failure {
+  int exitStatus;
+  std::string message;
+};
+
+/// Exit statuses of oamctl.
+enum ExitStatus : int {
+  exitSuccess = 0,
+  exitOtherResult = 1,
+  exitUsage = 2,
+  exitNoDaemon = 3,
+  exitTimedOut = 4,
+  exitNonsense = 5,
+};
+
+/// All operations throw a Failure.
+class Client {
+ public:
+  using Duration = std::chrono::steady_clock::duration;
+
+  /// Each call may take `timeout`, connecting included.
+  Client(std::string path, Duration timeout);
+
+  /// Calls a method; returns the reply's `result`. Notifications that come before it are dropped.
+  boost::json::object call(std::string_view method, const boost::json::object& params);
+
+  /// The next notification; nothing when `wait` is over.
+  std::optional<boost::json::object> nextNotification(Duration wait);
+
+ private:
+  [[noreturn]] void lost(const std::string& doing) const;
+  boost::json::object readMessage(std::string_view waitingFor);
+
+  const std::string path_;
+  const Duration timeout_;
+  boost::asio::local::stream_protocol::iostream stream_;
+  std::int64_t lastId_ = 0;
+};
+
+/// Members of a reply; a member that is missing or of another type is a Failure.
+std::int64_t integerMember(const boost::json::object& object, std::string_view name);
+std::string textMember(const boost::json::object& object, std::string_view name);
+const boost::json::array& arrayMember(const boost::json::object& object, std::string_view name);
+const boost::json::object& objectMember(const boost::json::object& object, std::string_view name);
+bool boolMember(const boost::json::object& object, std::string_view name);
+
+[[noreturn]] void nonsense(const std::string& what);
+
+}  // namespace tools

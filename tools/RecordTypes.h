@@ -1,0 +1,76 @@
+// The catalogue by name and by value, for a client that learns at run time what it deals with.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace tools {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// What the user typed is wrong; exit status 2.
+struct UsageError {
+  std::string message;
+};
+
+/// The value of a field; a wildcard key has none.
+struct Wildcard {};
+using Value = std::variant<bool, std::int64_t, std::uint64_t, std::string, Wildcard>;
+
+std::string textOf(const Value& value);
+
+/// One `name=value` of the command line, or one decoded field.
+struct Assignment {
+  std::string name;
+  std::string value;
+};
+struct NamedValue {
+  std::string name;
+  Value value;
+};
+
+struct FieldType {
+  std::string name;
+  std::string type;   ///< such as "unsigned 16-bit"
+  std::string range;  ///< such as "1 to 32"; empty without limits
+};
+
+/// A block taken apart. Not valid: `problem` says why, and the fields are those read before.
+struct Decoded {
+  bool valid = false;
+  std::string problem;
+  std::vector<NamedValue> fields;
+  std::size_t bytesRead = 0;
+};
+
+struct RecordType {
+  std::uint32_t id = 0;
+  std::string name;
+  bool registered = false;
+  std::vector<FieldType> fields;
+  std::vector<FieldType> keys;  ///< empty without a key class
+
+  std::function<Decoded(Bytes block)> decode;
+  /// A record block with the fields assigned and the others zero. Throws UsageError.
+  std::function<std::string(const std::vector<Assignment>&)> encode;
+  std::function<Decoded(Bytes block, bool wildcardAllowed)> decodeKeys;
+  /// A key block; every key must be assigned, with '*' for a wildcard. Throws UsageError.
+  std::function<std::string(const std::vector<Assignment>&, bool wildcardAllowed)> encodeKeys;
+};
+
+/// All records, by id.
+const std::vector<RecordType>& recordTypes();
+
+const RecordType* findRecordType(std::uint32_t id);
+/// By name, whatever the case, or by id, decimal or in hexadecimal with 0x. Throws UsageError.
+const RecordType& recordTypeNamed(const std::string& nameOrId);
+
+std::string hexId(std::uint32_t id);
+
+}  // namespace tools
