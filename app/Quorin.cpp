@@ -17,7 +17,7 @@ Quorin::Quorin(int argc, char** argv)
       simulatorThread(boost::bind(&Quorin::serverSendEvents, this)),
       test3Action2Ptr(boost::make_shared<Zel::RecordTest3Action2>()) {
   if (isGood() && readOptions()) registerWithApi();
-  startUp.store(StartUp::finished, std::memory_order_release);
+  startUp.store(isGood() ? StartUp::finished : StartUp::failed, std::memory_order_release);
   startUp.notify_all();
 }
 

@@ -57,6 +57,22 @@ class Quorin final : public Zel::Process {
   Zel::MgmtResult getCallback(unsigned int recordId, const Zel::RecordKeysList& queryKeys,
                               unsigned short batchSize, bool clearOnRead, Zel::RecordList& records,
                               Zel::SafeStringT<256, false>& errorString);
+  Zel::MgmtResult getKeysCallback(unsigned int recordId, unsigned short batchSize,
+                                  bool firstRequest, const Zel::RecordKeysWrapper& queryKeys,
+                                  const Zel::RecordKeysWrapper& lastSentKeys,
+                                  Zel::RecordKeysList& keys,
+                                  Zel::SafeStringT<256, false>& errorString, bool& lastBatch);
+  Zel::MgmtResult setCallback(const boost::shared_ptr<Zel::Record>& record, Zel::MgmtOpType opType,
+                              bool regDownloadFlag, Zel::ApplyActionType& applyAction,
+                              Zel::SafeStringT<256, false>& errorString,
+                              unsigned short transactionId);
+  Zel::MgmtResult notifyCallback(const boost::shared_ptr<Zel::Record>& record,
+                                 Zel::MgmtOpType opType, bool regDownloadFlag,
+                                 const Zel::ApplyActionType& applyAction);
+  Zel::MgmtResult notifySetIndCallback(const boost::shared_ptr<Zel::Record>& record,
+                                       Zel::MgmtResult result);
+  Zel::MgmtResult clearCallback(unsigned int recordId, Zel::SafeStringT<256, false>& errorString);
+  void initProvCompleteCallback();
 
   // What the handlers share (callback thread).
   bool groupRegistered(unsigned int recordId) const;
@@ -80,8 +96,25 @@ class Quorin final : public Zel::Process {
   template <class R>
   void fillFromTables(R& row, std::uint16_t sfn, std::uint16_t sf) const;
 
-  /// Body of the simulator thread.
+  // Set (callback thread).
+  void applySet(const Zel::Record& record, Zel::MgmtOpType opType,
+                Zel::ApplyActionType& applyAction, std::uint16_t transactionId);
+  void setTest1Prov1(const Zel::Record& record, Zel::ApplyActionType& applyAction) const;
+  void setTest1Prov3(const Zel::Record& record, Zel::MgmtOpType opType,
+                     Zel::ApplyActionType& applyAction);
+  void setTest3Prov1(const Zel::Record& record) const;
+  void setTest3Action1(const Zel::Record& record, Zel::ApplyActionType& applyAction);
+  void setTest3Action2(const Zel::Record& record, Zel::ApplyActionType& applyAction,
+                       std::uint16_t transactionId);
+
+  // Simulator (its own thread). Each pauses behind what it sends, the last one before.
   void serverSendEvents();
+  void sendSetIndSequence();
+  void sendPeriodicSetInd();
+  void sendPeriodicEvent();
+  void sendPeriodicAlarm();
+  void sendPeriodicRecordUpdate();
+  void sendOwedDeferredSetRsp();
 
   /// Lookup tables indexed [sfn][sf], built on first use.
   static constexpr std::uint32_t sfnCount = 1024;
@@ -91,8 +124,25 @@ class Quorin final : public Zel::Process {
 
   /// Hands what the constructor wrote to the simulator thread, which starts before the options
   /// are read.
-  enum class StartUp { running, finished };
+  enum class StartUp { running, finished, failed };
   std::atomic<StartUp> startUp{StartUp::running};
+
+  /// A deferred set response that the callback thread leaves owed and the simulator thread sends.
+  /// One word, so that each is handed over whole and once.
+  struct DeferredSetRsp {
+    bool pending = false;
+    bool testRun = false;
+    std::uint16_t transactionId = 0;
+  };
+
+  /// What the simulator thread counts.
+  struct SimulatorState {
+    std::int32_t setIndCounter = 0;
+    std::int32_t eventCounter = 0;
+    bool alarmSetState = true;
+    std::array<std::uint32_t, 3> recordUpdateValues = {1, 2, 3};
+  };
+  SimulatorState simulator;
 
   std::set<std::uint16_t> groupIds;
   std::vector<std::uint16_t> groupList;
@@ -120,4 +170,6 @@ class Quorin final : public Zel::Process {
   std::unique_ptr<StatsTable> sfnTable;
   std::unique_ptr<StatsTable> sfTable;
   bool sendDeferredSetRsp = false;
+  std::atomic<DeferredSetRsp> deferredSetRsp{DeferredSetRsp{}};
+  static_assert(std::atomic<DeferredSetRsp>::is_always_lock_free);
 };

@@ -18,11 +18,15 @@ bool accepted(int result, const char* operation, unsigned int id) {
   return false;
 }
 
+template <class Factory, class R>
+bool registerClass() {
+  return accepted(Factory::registerFunc(R::recordId, &R::create), "registerFunc", R::recordId);
+}
+
 template <class R>
 bool registerRecord() {
   if constexpr (Zel::catalogue::Registered<R>) {
-    const int result = Zel::RecordFactory::registerFunc(R::recordId, &R::create);
-    if (!accepted(result, "registerFunc", R::recordId)) return false;
+    if (!registerClass<Zel::RecordFactory, R>()) return false;
   }
   if constexpr (Zel::catalogue::Keyed<R>) {
     const int result = Zel::RecordFactory::registerKeysFunc(R::recordId, &R::Keys::create);
@@ -34,9 +38,16 @@ bool registerRecord() {
 }  // namespace
 
 bool Quorin::registerCreators() {
-  return Zel::catalogue::every(Zel::catalogue::Records{}, [](auto tag) {
-    return registerRecord<typename decltype(tag)::Type>();
-  });
+  using namespace Zel::catalogue;
+  return every(Records{},
+               [](auto tag) { return registerRecord<typename decltype(tag)::Type>(); }) &&
+         every(Events{},
+               [](auto tag) {
+                 return registerClass<Zel::EventFactory, typename decltype(tag)::Type>();
+               }) &&
+         every(RecordUpdateEvents{}, [](auto tag) {
+           return registerClass<Zel::RecordUpdateEventFactory, typename decltype(tag)::Type>();
+         });
 }
 
 bool Quorin::registerWithApi() {
@@ -49,20 +60,32 @@ bool Quorin::registerWithApi() {
   if (!registerCreators()) return good = false;
 
   KorOamApi::GetFunction get;
+  KorOamApi::SetFunction set;
+  KorOamApi::NotifyFunction notify;
+  KorOamApi::ClearFunction clear;
   KorOamApi::SvcRegIndFunction svcRegInd;
   KorOamApi::SvcRegResultFunction svcRegResult;
+  KorOamApi::InitProvCompleteFunction initProvCompleted;
+  KorOamApi::SetIndResultFunction setIndResult;
+  KorOamApi::GetKeysFunction getKeys;
   if (!noGet) get = boost::bind(&Quorin::getCallback, this, _1, _2, _3, _4, _5, _6);
+  if (!noSet) set = boost::bind(&Quorin::setCallback, this, _1, _2, _3, _4, _5, _6);
   if (!noNotify) {
+    notify = boost::bind(&Quorin::notifyCallback, this, _1, _2, _3, _4);
     svcRegInd = boost::bind(&Quorin::svcRegIndCallback, this);
     svcRegResult = boost::bind(&Quorin::svcRegResultCallback, this, _1, _2, _3);
+    setIndResult = boost::bind(&Quorin::notifySetIndCallback, this, _1, _2);
+  }
+  if (!noClear) clear = boost::bind(&Quorin::clearCallback, this, _1, _2);
+  if (!noInitProv) initProvCompleted = boost::bind(&Quorin::initProvCompleteCallback, this);
+  if (!noGetKeys) {
+    getKeys = boost::bind(&Quorin::getKeysCallback, this, _1, _2, _3, _4, _5, _6, _7, _8);
   }
   const int result = KorOamApi::instance().doRegister(
-      get, KorOamApi::GetBySessionFunction(), KorOamApi::SetFunction(),
-      KorOamApi::SetBySessionFunction(), KorOamApi::NotifyFunction(),
-      KorOamApi::NotifyBySessionFunction(), KorOamApi::ClearFunction(),
-      KorOamApi::ClearBySessionFunction(), svcRegInd, svcRegResult,
-      KorOamApi::InitProvCompleteFunction(), KorOamApi::SetIndResultFunction(),
-      KorOamApi::GetKeysFunction(), KorOamApi::GetKeysBySessionFunction(), registerOption);
+      get, KorOamApi::GetBySessionFunction(), set, KorOamApi::SetBySessionFunction(), notify,
+      KorOamApi::NotifyBySessionFunction(), clear, KorOamApi::ClearBySessionFunction(), svcRegInd,
+      svcRegResult, initProvCompleted, setIndResult, getKeys, KorOamApi::GetKeysBySessionFunction(),
+      registerOption);
   if (result < 0) {
     Zel::logLine(ZEL_LOG_ERROR, "Error from doRegister");
     return good = false;

@@ -1,9 +1,10 @@
-// The table of all records. A record that is not in it does not exist for the factories, oamctl
-// and the documentation.
+// The table of all records and notifications. A class that is not in it does not exist for the
+// factories, oamctl and the documentation.
 #pragma once
 
 #include <utility>
 
+#include "catalogue/Notifications.h"
 #include "catalogue/ProvisioningRecords.h"
 #include "catalogue/StatisticsRecords.h"
 
@@ -37,6 +38,10 @@ using Records = TypeList<RecordTest1Prov1, RecordTest1Prov3, RecordTest2Stats1, 
                          RecordTest3Stats9, RecordProvLabelsConfig,
                          // Made only by the daemon itself.
                          RecordTest1Prov2, RecordTest3Stats4, RecordTest3Stats5, RecordTest3Stats6>;
+
+using Events = TypeList<EventTest1Evt1>;
+using Alarms = TypeList<AlarmTest1Alarm1>;
+using RecordUpdateEvents = TypeList<RecordUpdateEventTest1RecUpdt1>;
 
 /// Calls `visit(TypeTag<R>)` for each class of a list, in order, until one returns false. Returns
 /// whether all returned true.

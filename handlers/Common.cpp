@@ -10,10 +10,24 @@
 namespace handlers {
 
 void writeRecordLine(const char* text, unsigned int recordId) {
-  char line[64];
-  const int length = std::snprintf(line, sizeof line, "%s%x\n", text, recordId);
-  Zel::plainLine({line, static_cast<std::size_t>(length)});
+  Zel::plainLine(text + hexText(recordId) + "\n");
   std::cout.setf(std::ios_base::hex, std::ios_base::basefield);
+}
+
+void writeChangeLine(std::string line) {
+  Zel::plainLine(line += '\n');
+  std::cout.setf(std::ios_base::dec, std::ios_base::basefield);
+}
+
+std::string changeText(bool regDownloadFlag, Zel::ApplyActionType applyAction) {
+  return std::string(" regDownloadFlag=") + (regDownloadFlag ? "1" : "0") +
+         " applyAction=" + Zel::applyActionText(applyAction);
+}
+
+std::string hexText(unsigned int number) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%x", number);
+  return text;
 }
 
 Zel::MgmtResult refuse(Zel::MgmtResult result, const char* reason, unsigned int recordId,

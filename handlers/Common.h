@@ -2,16 +2,28 @@
 #pragma once
 
 #include <boost/smart_ptr/make_shared.hpp>
+#include <string>
 #include <utility>
 
 #include "platform/OamTypes.h"
+#include "records/LogLine.h"
 #include "records/MgmtEnums.h"
+#include "records/Record.h"
 
 namespace handlers {
 
 /// Writes `text` and the record id in hexadecimal as a plain line. Standard output's integer base
 /// stays hexadecimal.
 void writeRecordLine(const char* text, unsigned int recordId);
+
+/// Writes `line` and a line end as a plain line. Standard output's integer base stays decimal.
+void writeChangeLine(std::string line);
+
+/// What the plain lines of set and notify have in common.
+std::string changeText(bool regDownloadFlag, Zel::ApplyActionType applyAction);
+
+/// Lower-case hexadecimal without prefix.
+std::string hexText(unsigned int number);
 
 /// Fills the error string with `reason` and the record id in hexadecimal; returns `result`.
 Zel::MgmtResult refuse(Zel::MgmtResult result, const char* reason, unsigned int recordId,
@@ -26,6 +38,20 @@ inline Zel::MgmtResult refuseGroup(unsigned int recordId, Zel::ErrorString& erro
 inline Zel::MgmtResult refuseQueryKey(unsigned int recordId, Zel::ErrorString& errorString) {
   return refuse(Zel::MGMT_BAD_KEY_VALUE, "Invalid query key for record id 0x", recordId,
                 errorString);
+}
+
+/// The record as one of class `R`, which is printed on the console unless `quiet`; null, with
+/// nothing printed, when it is of another class.
+template <class R>
+const R* printRecordOf(const Zel::Record& record, bool quiet) {
+  const R* concrete = dynamic_cast<const R*>(&record);
+  if (concrete != nullptr && !quiet) {
+    Zel::consoleLine([&](Zel::LogStream& line) {
+      line << "\n";
+      concrete->print(line, 4);
+    });
+  }
+  return concrete;
 }
 
 /// Appends a new record of class `R` and returns it.

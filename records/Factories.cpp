@@ -30,4 +30,22 @@ int RecordFactory::registerKeysFunc(unsigned int recordId,
   return insertNew(keysFuncMap(), recordId, create);
 }
 
+FunctionMap<EventFactory::Create>& EventFactory::funcMap() {
+  static FunctionMap<Create> map;
+  return map;
+}
+
+int EventFactory::registerFunc(unsigned int eventId, const boost::function<Create>& create) {
+  return insertNew(funcMap(), eventId, create);
+}
+
+FunctionMap<RecordUpdateEventFactory::Create>& RecordUpdateEventFactory::funcMap() {
+  static FunctionMap<Create> map;
+  return map;
+}
+
+int RecordUpdateEventFactory::registerFunc(unsigned int id, const boost::function<Create>& create) {
+  return insertNew(funcMap(), id, create);
+}
+
 }  // namespace Zel

@@ -28,4 +28,22 @@ class RecordFactory {
   static int registerKeysFunc(unsigned int recordId, const boost::function<CreateKeys>& create);
 };
 
+/// Creators of events.
+class EventFactory {
+ public:
+  using Create = boost::shared_ptr<Event>();
+
+  static FunctionMap<Create>& funcMap();
+  static int registerFunc(unsigned int eventId, const boost::function<Create>& create);
+};
+
+/// Creators of record-update events.
+class RecordUpdateEventFactory {
+ public:
+  using Create = boost::shared_ptr<RecordUpdateEvent>();
+
+  static FunctionMap<Create>& funcMap();
+  static int registerFunc(unsigned int id, const boost::function<Create>& create);
+};
+
 }  // namespace Zel

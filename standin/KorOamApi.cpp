@@ -47,3 +47,28 @@ int KorOamApi::sendVmbSvcRegSetUpdateInd(Zel::OamSvcRegInd::SvcRegType type,
 }
 
 int KorOamApi::sendVmbSvcRegEndInd() { return sent(implementation_->service.sendSvcRegEndInd()); }
+
+int KorOamApi::sendSetInd(boost::shared_ptr<Zel::Record>& record, Zel::ApplyActionType applyAction,
+                          Zel::MgmtOpType opType) {
+  return sent(implementation_->service.sendSetInd(record, applyAction, opType));
+}
+
+int KorOamApi::sendEvent(const boost::shared_ptr<Zel::Event>& event) {
+  return sent(implementation_->service.sendEvent(*event));
+}
+
+int KorOamApi::sendAlarm(const boost::shared_ptr<Zel::Alarm>& alarm) {
+  return sent(implementation_->service.sendAlarm(*alarm));
+}
+
+int KorOamApi::sendRecordUpdateEvent(const boost::shared_ptr<Zel::RecordUpdateEvent>& event,
+                                     Zel::MgmtOpType opType) {
+  return sent(implementation_->service.sendRecordUpdateEvent(*event, opType));
+}
+
+int KorOamApi::sendDeferredSetRspInd(unsigned short transactionId, Zel::MgmtResult result,
+                                     const Zel::SafeStringT<256, false>& errorString,
+                                     Zel::ApplyActionType applyAction) {
+  return sent(implementation_->service.sendDeferredSetRspInd(transactionId, result, errorString,
+                                                             applyAction));
+}

@@ -13,5 +13,7 @@ constexpr std::size_t maxUnsentReplyBytes = 4 * 1024 * 1024;
 constexpr std::size_t maxUnsentBytes = 32 * 1024 * 1024;
 /// Requests of one connection that are read and not yet answered.
 constexpr std::size_t maxRequestsInFlight = 256;
+/// Set indications whose outcome nobody has reported.
+constexpr std::size_t maxOutstandingSetInds = 65536;
 
 }  // namespace standin

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "records/Block.h"
+#include "records/BoundedCopy.h"
 #include "records/Factories.h"
 #include "records/RecordKeys.h"
 #include "standin/OamService.h"
@@ -48,6 +49,30 @@ boost::shared_ptr<Zel::RecordKeys> readKeys(std::uint32_t recordId, bool wildcar
   return keys;
 }
 
+/// Reads a record block; throws a Refusal when it is none.
+boost::shared_ptr<Zel::Record> readRecord(Block block) {
+  std::uint32_t recordId = 0;
+  Zel::SerialStream stream = Zel::blockReader(block);
+  if (!(stream >> recordId).good) {
+    throw Refusal{Zel::MGMT_BAD_VALUE, "the record block is too short to hold a record id"};
+  }
+  const auto& creators = Zel::RecordFactory::funcMap();
+  const auto create = creators.find(recordId);
+  if (create == creators.end()) {
+    throw Refusal{Zel::MGMT_INVALID_RECORD_ID,
+                  "there is no record class for the id " + hexId(recordId)};
+  }
+  const boost::shared_ptr<Zel::Record> record = create->second();
+  stream.readPos = 0;
+  record->deserialize(stream);
+  if (!record->valid) {
+    throw Refusal{Zel::MGMT_BAD_VALUE, std::string("the record block of ") + record->recordName() +
+                                           " (" + hexId(recordId) +
+                                           ") does not read as a valid record"};
+  }
+  return record;
+}
+
 std::string errorStringOf(const Zel::ErrorString& errorString) { return errorString.c_str(); }
 
 /// Finishes a work that answers `result`, `resultText`, `errorString` and what `more` adds, also
@@ -70,13 +95,24 @@ void answer(const Reply& reply, Call&& call, More&& more) {
   reply.result(text.take());
 }
 
+/// Answers a method whose callback returns nothing.
+void answerFilled(const Reply& reply, bool filled) {
+  reply.result(resultText(filled ? Zel::MGMT_SUCCESS : Zel::MGMT_MISSING_CALLBACK).take());
+}
+
 }  // namespace
 
 const std::map<std::string, OamService::Prepare, std::less<>>& OamService::methods() {
   static const std::map<std::string, Prepare, std::less<>> table = {
       {"get", &OamService::prepareGet},
+      {"getKeys", &OamService::prepareGetKeys},
+      {"set", &OamService::prepareSet},
+      {"notify", &OamService::prepareNotify},
+      {"clear", &OamService::prepareClear},
+      {"initProvComplete", &OamService::prepareInitProvComplete},
       {"svcRegInd", &OamService::prepareSvcRegInd},
       {"svcRegResult", &OamService::prepareSvcRegResult},
+      {"setIndResult", &OamService::prepareSetIndResult},
   };
   return table;
 }
@@ -104,11 +140,91 @@ OamService::Work OamService::prepareGet(Parameters& parameters) {
   };
 }
 
+OamService::Work OamService::prepareGetKeys(Parameters& parameters) {
+  const std::uint32_t recordId = parameters.recordId("recordId");
+  std::optional<Block> queryBlock = parameters.optionalBlock("queryKeys");
+  const bool wildcardAllowed = parameters.flag("wildcardAllowed", false);
+  std::optional<Block> lastSentBlock = parameters.optionalBlock("lastSentKeys");
+  const bool firstRequest = parameters.flag("firstRequest", !lastSentBlock);
+  const auto batchSize = static_cast<std::uint16_t>(parameters.number("batchSize", 0xFFFF, 0));
+  return [=, this, queryBlock = std::move(queryBlock),
+          lastSentBlock = std::move(lastSentBlock)](const Reply& reply) {
+    Zel::RecordKeysList keys;
+    bool lastBatch = false;
+    const auto call = [&](Zel::ErrorString& errorString) {
+      if (!slots_.getKeys) throw missingCallback("getKeys");
+      Zel::RecordKeysWrapper query, lastSent;
+      if (queryBlock) query.keys = readKeys(recordId, wildcardAllowed, *queryBlock);
+      if (lastSentBlock) lastSent.keys = readKeys(recordId, false, *lastSentBlock);
+      return slots_.getKeys(recordId, batchSize, firstRequest, query, lastSent, keys, errorString,
+                            lastBatch);
+    };
+    answer(reply, call, [&](rpc::ObjectText& text) {
+      text.addArray("keys", keys.size(), [&](std::size_t i) { return quotedBlock(*keys[i]); })
+          .add("lastBatch", lastBatch);
+    });
+  };
+}
+
+OamService::Work OamService::prepareSet(Parameters& parameters) {
+  Block block = parameters.block("record");
+  const auto opType = static_cast<Zel::MgmtOpType>(parameters.number("opType"));
+  const bool regDownloadFlag = parameters.flag("regDownloadFlag", false);
+  const auto requested =
+      static_cast<Zel::ApplyActionType>(parameters.number("applyAction", 0xFFFFFFFF, 0));
+  const auto transactionId =
+      static_cast<std::uint16_t>(parameters.number("transactionId", 0xFFFF, 0));
+  const std::string givenErrorString = parameters.text("errorString", "");
+  return [=, this, block = std::move(block)](const Reply& reply) {
+    Zel::ApplyActionType applyAction = requested;
+    const auto call = [&](Zel::ErrorString& errorString) {
+      if (!slots_.set) throw missingCallback("set");
+      const boost::shared_ptr<Zel::Record> record = readRecord(block);
+      Zel::boundedCopy(errorString.data(), givenErrorString.c_str(), Zel::ErrorString::size());
+      return slots_.set(record, opType, regDownloadFlag, applyAction, errorString, transactionId);
+    };
+    answer(reply, call,
+           [&](rpc::ObjectText& text) { text.add("applyAction", std::int64_t{applyAction}); });
+  };
+}
+
+OamService::Work OamService::prepareNotify(Parameters& parameters) {
+  Block block = parameters.block("record");
+  const auto opType = static_cast<Zel::MgmtOpType>(parameters.number("opType"));
+  const bool regDownloadFlag = parameters.flag("regDownloadFlag", false);
+  const auto applyAction =
+      static_cast<Zel::ApplyActionType>(parameters.number("applyAction", 0xFFFFFFFF, 0));
+  return [=, this, block = std::move(block)](const Reply& reply) {
+    const auto call = [&](Zel::ErrorString&) {
+      if (!slots_.notify) throw missingCallback("notify");
+      return slots_.notify(readRecord(block), opType, regDownloadFlag, applyAction);
+    };
+    answer(reply, call, [](rpc::ObjectText&) {});
+  };
+}
+
+OamService::Work OamService::prepareClear(Parameters& parameters) {
+  const std::uint32_t recordId = parameters.recordId("recordId");
+  return [=, this](const Reply& reply) {
+    const auto call = [&](Zel::ErrorString& errorString) {
+      if (!slots_.clear) throw missingCallback("clear");
+      return slots_.clear(recordId, errorString);
+    };
+    answer(reply, call, [](rpc::ObjectText&) {});
+  };
+}
+
+OamService::Work OamService::prepareInitProvComplete(Parameters&) {
+  return [this](const Reply& reply) {
+    if (slots_.initProvComplete) slots_.initProvComplete();
+    answerFilled(reply, bool(slots_.initProvComplete));
+  };
+}
+
 OamService::Work OamService::prepareSvcRegInd(Parameters&) {
   return [this](const Reply& reply) {
     if (slots_.svcRegInd) slots_.svcRegInd();
-    const auto result = slots_.svcRegInd ? Zel::MGMT_SUCCESS : Zel::MGMT_MISSING_CALLBACK;
-    reply.result(resultText(result).take());
+    answerFilled(reply, bool(slots_.svcRegInd));
   };
 }
 
@@ -118,8 +234,21 @@ OamService::Work OamService::prepareSvcRegResult(Parameters& parameters) {
   std::vector<std::uint16_t> groups = parameters.groups("groups");
   return [=, this, groups = std::move(groups)](const Reply& reply) {
     if (slots_.svcRegResult) reportOutcome(kind, result, groups);
-    const auto answered = slots_.svcRegResult ? Zel::MGMT_SUCCESS : Zel::MGMT_MISSING_CALLBACK;
-    reply.result(resultText(answered).take());
+    answerFilled(reply, bool(slots_.svcRegResult));
+  };
+}
+
+OamService::Work OamService::prepareSetIndResult(Parameters& parameters) {
+  const std::uint32_t setIndId = parameters.number("setIndId");
+  const auto result = static_cast<Zel::MgmtResult>(parameters.result("result"));
+  return [=, this](const Reply& reply) {
+    const boost::shared_ptr<Zel::Record> record = takeSetInd(setIndId);
+    if (!record) {
+      return reply.error({rpc::badParameters, "setIndId " + std::to_string(setIndId) +
+                                                  " names no outstanding set indication"});
+    }
+    if (!slots_.setIndResult) return answerFilled(reply, false);
+    reply.result(resultText(slots_.setIndResult(record, result)).take());
   };
 }
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/Process.h"
+#include "records/Notifications.h"
 #include "standin/Environment.h"
 #include "standin/Limits.h"
 #include "standin/MainLoop.h"
@@ -73,10 +74,16 @@ void OamService::reportOutcome(unsigned int kind, Zel::MgmtResult result,
   slots_.svcRegResult(kind, result, groups);
 }
 
+// False when nothing is sent any more.
+bool OamService::publish(std::string_view method, std::string_view params) {
+  if (stopping()) return false;
+  server_.publish(method, params);
+  return true;
+}
+
 bool OamService::sendSvcRegInd(Zel::OamSvcRegInd::SvcRegType type,
                                const std::vector<std::uint16_t>& groups) {
-  if (stopping()) return false;
-  server_.publish("svcRegInd", groupsText(type, groups));
+  if (!publish("svcRegInd", groupsText(type, groups))) return false;
   afterSending("svcRegInd");
   if (environment().automatic && slots_.svcRegResult) {
     callbacks_.postAutomatic(
@@ -87,8 +94,7 @@ bool OamService::sendSvcRegInd(Zel::OamSvcRegInd::SvcRegType type,
 
 bool OamService::sendSvcRegSetUpdateInd(Zel::OamSvcRegInd::SvcRegType type,
                                         const std::vector<std::uint16_t>& values) {
-  if (stopping()) return false;
-  server_.publish("svcRegSetUpdateInd", groupsText(type, values));
+  if (!publish("svcRegSetUpdateInd", groupsText(type, values))) return false;
   afterSending("svcRegSetUpdateInd");
   if (environment().automatic && slots_.svcRegResult) {
     callbacks_.postAutomatic(
@@ -98,10 +104,73 @@ bool OamService::sendSvcRegSetUpdateInd(Zel::OamSvcRegInd::SvcRegType type,
 }
 
 bool OamService::sendSvcRegEndInd() {
-  if (stopping()) return false;
-  server_.publish("svcRegEndInd", "{}");
+  if (!publish("svcRegEndInd", "{}")) return false;
   afterSending("svcRegEndInd");
   return true;
+}
+
+boost::shared_ptr<Zel::Record> OamService::takeSetInd(std::uint32_t setIndId) {
+  const std::lock_guard lock(setIndMutex_);
+  const auto found = outstandingSetInds_.find(setIndId);
+  if (found == outstandingSetInds_.end()) return nullptr;
+  const boost::shared_ptr<Zel::Record> record = std::move(found->second);
+  outstandingSetInds_.erase(found);
+  return record;
+}
+
+bool OamService::sendSetInd(const boost::shared_ptr<Zel::Record>& record,
+                            Zel::ApplyActionType applyAction, Zel::MgmtOpType opType) {
+  if (stopping()) return false;
+  std::uint32_t setIndId = 0;
+  {
+    const std::lock_guard lock(setIndMutex_);
+    setIndId = ++lastSetIndId_;
+    outstandingSetInds_[setIndId] = record;
+    if (outstandingSetInds_.size() > maxOutstandingSetInds) {
+      outstandingSetInds_.erase(outstandingSetInds_.begin());
+    }
+  }
+  publish("setInd", rpc::ObjectText()
+                        .add("setIndId", std::int64_t{setIndId})
+                        .addJson("record", quotedBlock(*record))
+                        .add("opType", std::int64_t{opType})
+                        .add("applyAction", std::int64_t{applyAction})
+                        .take());
+  if (environment().automatic) {
+    callbacks_.postAutomatic([this, setIndId] {
+      const boost::shared_ptr<Zel::Record> outstanding = takeSetInd(setIndId);
+      if (outstanding && slots_.setIndResult) slots_.setIndResult(outstanding, Zel::MGMT_SUCCESS);
+    });
+  }
+  return true;
+}
+
+bool OamService::sendEvent(const Zel::Event& event) {
+  return publish("event", rpc::ObjectText().addJson("event", quotedBlock(event)).take());
+}
+
+bool OamService::sendAlarm(const Zel::Alarm& alarm) {
+  return publish("alarm", rpc::ObjectText().addJson("alarm", quotedBlock(alarm)).take());
+}
+
+bool OamService::sendRecordUpdateEvent(const Zel::RecordUpdateEvent& event,
+                                       Zel::MgmtOpType opType) {
+  return publish("recordUpdateEvent", rpc::ObjectText()
+                                          .addJson("recordUpdateEvent", quotedBlock(event))
+                                          .add("opType", std::int64_t{opType})
+                                          .take());
+}
+
+bool OamService::sendDeferredSetRspInd(std::uint16_t transactionId, Zel::MgmtResult result,
+                                       const Zel::ErrorString& errorString,
+                                       Zel::ApplyActionType applyAction) {
+  return publish("deferredSetRsp", rpc::ObjectText()
+                                       .add("transactionId", std::int64_t{transactionId})
+                                       .add("result", std::int64_t{result})
+                                       .add("resultText", Zel::mgmtResultText(result))
+                                       .add("errorString", errorString.c_str())
+                                       .add("applyAction", std::int64_t{applyAction})
+                                       .take());
 }
 
 void OamService::serve(rpc::Request& request, const Reply& reply) {

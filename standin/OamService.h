@@ -50,6 +50,13 @@ class OamService {
   bool sendSvcRegSetUpdateInd(Zel::OamSvcRegInd::SvcRegType type,
                               const std::vector<std::uint16_t>& values);
   bool sendSvcRegEndInd();
+  bool sendSetInd(const boost::shared_ptr<Zel::Record>& record, Zel::ApplyActionType applyAction,
+                  Zel::MgmtOpType opType);
+  bool sendEvent(const Zel::Event& event);
+  bool sendAlarm(const Zel::Alarm& alarm);
+  bool sendRecordUpdateEvent(const Zel::RecordUpdateEvent& event, Zel::MgmtOpType opType);
+  bool sendDeferredSetRspInd(std::uint16_t transactionId, Zel::MgmtResult result,
+                             const Zel::ErrorString& errorString, Zel::ApplyActionType applyAction);
 
  private:
   using Work = std::function<void(const Reply& reply)>;
@@ -57,16 +64,23 @@ class OamService {
   using Prepare = Work (OamService::*)(Parameters& parameters);
 
   void serve(rpc::Request& request, const Reply& reply);
-  void subscribe(rpc::Request& request, const Reply& reply, bool wanted);
   std::string status() const;
 
   Work prepareGet(Parameters& parameters);
+  Work prepareGetKeys(Parameters& parameters);
+  Work prepareSet(Parameters& parameters);
+  Work prepareNotify(Parameters& parameters);
+  Work prepareClear(Parameters& parameters);
+  Work prepareInitProvComplete(Parameters& parameters);
   Work prepareSvcRegInd(Parameters& parameters);
   Work prepareSvcRegResult(Parameters& parameters);
+  Work prepareSetIndResult(Parameters& parameters);
 
   void afterSending(std::string_view indication);
   void reportOutcome(unsigned int kind, Zel::MgmtResult result,
                      const std::vector<std::uint16_t>& groups);
+  boost::shared_ptr<Zel::Record> takeSetInd(std::uint32_t setIndId);
+  bool publish(std::string_view method, std::string_view params);
   void shutDown();
 
   static const std::map<std::string, Prepare, std::less<>>& methods();
@@ -82,6 +96,11 @@ class OamService {
   mutable std::mutex registrationMutex_;
   std::set<std::uint16_t> confirmedGroups_;
   std::string lastIndication_ = "none";
+
+  /// Set indications that have no outcome yet, by their id; the oldest are forgotten.
+  std::mutex setIndMutex_;
+  std::map<std::uint32_t, boost::shared_ptr<Zel::Record>> outstandingSetInds_;
+  std::uint32_t lastSetIndId_ = 0;
 };
 
 }  // namespace standin

@@ -5,6 +5,7 @@
 #include "app/Run.h"
 #include "catalogue/ProvisioningRecords.h"
 #include "records/Factories.h"
+#include "records/Notifications.h"
 
 namespace {
 
@@ -65,6 +66,10 @@ TEST_F(StartUpDeathTest, EndsOnEveryFailureOfItsConstruction) {
   platform().reset();
   duplicate(0x111D0002);
   EXPECT_EXIT(runWith(), ExitedWithCode(255), "^L2: Error from registerFunc for 0x111d0002\n$");
+  platform().reset();
+  Zel::RecordUpdateEventFactory::registerFunc(
+      0x111D0002, [] { return boost::shared_ptr<Zel::RecordUpdateEvent>(); });
+  EXPECT_EXIT(runWith(), ExitedWithCode(255), "^L2: Error from registerFunc for 0x111d0002\n$");
 }
 
 TEST_F(StartUp, ADuplicateCreatorStopsTheRegistrationWhereItIs) {
@@ -101,6 +106,10 @@ TEST_F(StartUp, RegistersACreatorForEachRecordOfTheFactory) {
     EXPECT_TRUE(create(true)->wildcardAllowed);
     EXPECT_FALSE(create(false)->wildcardAllowed);
   }
+  EXPECT_EQ(Zel::EventFactory::funcMap().size(), 1u);
+  EXPECT_EQ(Zel::EventFactory::funcMap().at(0x111D0001)()->severity, 4u);
+  EXPECT_EQ(Zel::RecordUpdateEventFactory::funcMap().size(), 1u);
+  EXPECT_EQ(Zel::RecordUpdateEventFactory::funcMap().at(0x111D0002)()->id, 0x111D0002u);
   EXPECT_EQ(records, (std::vector<unsigned int>{
                          0x08010014, 0x111D0002, 0x111D0004, 0x111E0001, 0x111E0002, 0x111F0001,
                          0x111F0002, 0x111F0003, 0x111F0004, 0x111F0005, 0x111F0006, 0x111F0007,
@@ -128,9 +137,13 @@ TEST_F(StartUp, FillsTheSlotsThatTheOmitOptionsLeave) {
     std::vector<std::string> options;
     const char* filled;
   } cases[] = {
-      {{}, "10000000110000"},
-      {{"--no-get"}, "00000000110000"},
-      {{"--no-notify"}, "10000000000000"},
+      {{}, "10101010111110"},
+      {{"--no-get"}, "00101010111110"},
+      {{"--no-get-keys"}, "10101010111100"},
+      {{"--no-set"}, "10001010111110"},
+      {{"--no-clear"}, "10101000111110"},
+      {{"--no-init-prov"}, "10101010110110"},
+      {{"--no-notify"}, "10100010001010"},
       {{"--no-get", "--no-notify", "--no-set", "--no-clear", "--no-init-prov", "--no-get-keys"},
        "00000000000000"},
   };

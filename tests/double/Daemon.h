@@ -25,6 +25,7 @@ class DaemonTest : public testing::Test {
     for (std::string& argument : arguments_) argv_.push_back(argument.data());
     argv_.push_back(nullptr);
     daemon = std::make_unique<Quorin>(static_cast<int>(arguments_.size()), argv_.data());
+    platform().advance(0);  // the simulator thread has come to its first pause
   }
 
   /// Makes it and confirms the groups of all test records.

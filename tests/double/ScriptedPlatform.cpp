@@ -10,6 +10,7 @@
 #include "records/Block.h"
 #include "records/Factories.h"
 #include "records/MgmtEnums.h"
+#include "records/Notifications.h"
 #include "records/Record.h"
 
 namespace po = boost::program_options;
@@ -47,6 +48,8 @@ void Platform::reset() {
   zelLogLevelThreshold = 2;
   Zel::RecordFactory::funcMap().clear();
   Zel::RecordFactory::keysFuncMap().clear();
+  Zel::EventFactory::funcMap().clear();
+  Zel::RecordUpdateEventFactory::funcMap().clear();
   const std::lock_guard lock(mutex_);
   testThread_ = std::this_thread::get_id();
   log_.clear();
@@ -245,6 +248,23 @@ int record(std::string what, std::string payload = "") {
   return platform().sendFails ? -1 : 0;
 }
 
+std::string idText(const Zel::Record& sent) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%x", sent.id);
+  return text;
+}
+
+std::string payloadText(const Zel::Record& sent) {
+  return Zel::blockText([&](Zel::SerialStream& stream) { sent.serialize(stream, true); }).value();
+}
+
+// Real time does not repeat itself: only one that is not of now is told.
+std::string timeText(const Zel::DateTime& time) {
+  const Zel::DateTime now = Zel::DateTime::now();
+  const bool isNow = time.isSet && now.seconds >= time.seconds && now.seconds - time.seconds < 60;
+  return isNow ? "" : " at another time";
+}
+
 std::string listText(Zel::OamSvcRegInd::SvcRegType type,
                      const std::vector<unsigned short>& values) {
   std::ostringstream text;
@@ -266,3 +286,37 @@ int KorOamApi::sendVmbSvcRegSetUpdateInd(Zel::OamSvcRegInd::SvcRegType type,
 }
 
 int KorOamApi::sendVmbSvcRegEndInd() { return record("svcRegEndInd"); }
+
+int KorOamApi::sendSetInd(boost::shared_ptr<Zel::Record>& sent, Zel::ApplyActionType applyAction,
+                          Zel::MgmtOpType opType) {
+  return record("setInd " + idText(*sent) + " applyAction " + std::to_string(applyAction) +
+                    " opType " + std::to_string(opType),
+                payloadText(*sent));
+}
+
+int KorOamApi::sendEvent(const boost::shared_ptr<Zel::Event>& event) {
+  return record("event " + idText(*event) + " severity " + std::to_string(event->severity) +
+                    timeText(event->time),
+                payloadText(*event));
+}
+
+int KorOamApi::sendAlarm(const boost::shared_ptr<Zel::Alarm>& alarm) {
+  return record(
+      "alarm " + idText(*alarm) + (alarm->alarmSet ? " set" : " cleared") + timeText(alarm->time),
+      payloadText(*alarm));
+}
+
+int KorOamApi::sendRecordUpdateEvent(const boost::shared_ptr<Zel::RecordUpdateEvent>& event,
+                                     Zel::MgmtOpType opType) {
+  return record("recordUpdateEvent " + idText(*event) + " opType " + std::to_string(opType) +
+                    timeText(event->time),
+                payloadText(*event));
+}
+
+int KorOamApi::sendDeferredSetRspInd(unsigned short transactionId, Zel::MgmtResult result,
+                                     const Zel::SafeStringT<256, false>& errorString,
+                                     Zel::ApplyActionType applyAction) {
+  return record("deferredSetRsp " + std::to_string(transactionId) + " result " +
+                std::to_string(result) + " errorString \"" + errorString.c_str() +
+                "\" applyAction " + std::to_string(applyAction));
+}

@@ -9,20 +9,11 @@ namespace {
 
 using namespace Zel;
 using scripted::Answer;
+using scripted::pairKeys;
 using scripted::platform;
 using Texts = std::vector<std::string>;
 
 class Get : public scripted::RequestTest {};
-
-template <class Keys>
-boost::shared_ptr<RecordKeys> pairKeys(std::uint32_t key1, std::uint32_t key2,
-                                       bool wildcardAllowed = false, bool every1 = false,
-                                       bool every2 = false) {
-  auto keys = boost::make_shared<Keys>(wildcardAllowed);
-  keys->key1 = {key1, every1};
-  keys->key2 = {key2, every2};
-  return keys;
-}
 
 boost::shared_ptr<RecordKeys> stats3Keys(std::uint16_t sfn, std::uint16_t sf) {
   auto keys = boost::make_shared<RecordTest3Stats3::Keys>(false);

@@ -1,11 +1,13 @@
 // Sending requests through the slots that the daemon registered.
 #pragma once
 
+#include <boost/make_shared.hpp>
 #include <string>
 #include <vector>
 
 #include "Daemon.h"
 #include "records/Block.h"
+#include "records/BoundedCopy.h"
 #include "records/Record.h"
 
 namespace scripted {
@@ -23,8 +25,51 @@ struct Answer {
   friend bool operator==(const Answer&, const Answer&) = default;
 };
 
+/// Query keys of the tables that are keyed by a pair.
+template <class Keys>
+boost::shared_ptr<Zel::RecordKeys> pairKeys(std::uint32_t key1, std::uint32_t key2,
+                                            bool wildcardAllowed = false, bool every1 = false,
+                                            bool every2 = false) {
+  auto keys = boost::make_shared<Keys>(wildcardAllowed);
+  keys->key1 = {key1, every1};
+  keys->key2 = {key2, every2};
+  return keys;
+}
+
 class RequestTest : public DaemonTest {
  protected:
+  struct SetOptions {
+    Zel::MgmtOpType opType = Zel::MGMT_OPTYPE_SET;
+    std::uint32_t applyAction = 77;  ///< what the framework sends
+    unsigned short transactionId = 0;
+    const char* errorString = "";
+    bool regDownloadFlag = false;
+  };
+  struct SetAnswer {
+    int result;
+    std::uint32_t applyAction;
+    std::string errorString = "";
+
+    friend bool operator==(const SetAnswer&, const SetAnswer&) = default;
+  };
+
+  static SetAnswer set(const boost::shared_ptr<Zel::Record>& record, const SetOptions& options) {
+    Zel::ErrorString errorString;
+    Zel::boundedCopy(errorString.data(), options.errorString, Zel::ErrorString::size());
+    auto applyAction = static_cast<Zel::ApplyActionType>(options.applyAction);
+    const int result = slots().set(record, options.opType, options.regDownloadFlag, applyAction,
+                                   errorString, options.transactionId);
+    return {result, applyAction, errorString.c_str()};
+  }
+  static SetAnswer set(const boost::shared_ptr<Zel::Record>& record) {
+    return set(record, SetOptions());
+  }
+
+  static int clear(unsigned int recordId) {
+    Zel::ErrorString errorString;
+    return slots().clear(recordId, errorString);
+  }
+
   struct GetOptions {
     Zel::RecordKeysList keys = {};
     unsigned short batchSize = 0;

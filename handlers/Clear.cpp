@@ -1,0 +1,26 @@
+// Clear requests, and the end of the initial provisioning.
+#include "app/Quorin.h"
+#include "catalogue/RecordIds.h"
+#include "handlers/Common.h"
+#include "records/LogLine.h"
+
+using namespace Zel;
+using namespace handlers;
+
+MgmtResult Quorin::clearCallback(unsigned int recordId, SafeStringT<256, false>& errorString) {
+  writeRecordLine("clear ", recordId);
+  logLine(ZEL_LOG_TRACE, "Quorin::clearCallback", " recordId=", LogStream::Hex32{recordId});
+  if (!quiet) consoleLine("clear ", LogStream::Hex32{recordId});
+  if (!groupRegistered(recordId)) return refuseGroup(recordId, errorString);
+  // Unlike in the other handlers, the error string comes before the work.
+  answerErrorString(errorString);
+  if (recordId == RECORD_TEST2STATS1_ID) test2Stats1Counter = 0;
+  sleepBeforeAnswer();
+  return mgmtResult;
+}
+
+void Quorin::initProvCompleteCallback() {
+  logLine(ZEL_LOG_TRACE, "Quorin::initProvCompleteCallback");
+  initProvComplete = true;
+  if (!quiet) consoleLine("initProvComplete");
+}

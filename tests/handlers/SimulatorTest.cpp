@@ -1,0 +1,234 @@
+// The simulator thread, on virtual time.
+#include <atomic>
+#include <thread>
+
+#include "Request.h"
+#include "catalogue/ProvisioningRecords.h"
+
+namespace {
+
+using namespace Zel;
+using scripted::platform;
+using scripted::Sent;
+using Texts = std::vector<std::string>;
+using SentList = std::vector<Sent>;
+
+class Simulator : public scripted::RequestTest {
+ protected:
+  /// What is sent up to a time, without the set indications of the registration.
+  static SentList sentUntil(std::uint64_t seconds) {
+    platform().advance(seconds);
+    return platform().takeSent();
+  }
+  static boost::shared_ptr<Record> action2(bool testRun) {
+    auto record = boost::make_shared<RecordTest3Action2>();
+    record->testRun = testRun;
+    return record;
+  }
+};
+
+std::string setInd(const char* id, int applyAction, int opType) {
+  return std::string("setInd ") + id + " applyAction " + std::to_string(applyAction) + " opType " +
+         std::to_string(opType);
+}
+
+constexpr const char* provPayload = "01000c0022";
+constexpr const char* eventPayload = "000000010c0022";
+constexpr const char* alarmPayload = "000000010c0022000c616c61726d20746578747300";
+
+std::string updatePayload(int a, int b, int c) {
+  char text[64];
+  std::snprintf(text, sizeof text, "000003e7%02x%016x%016x", a, b, c);
+  return text;
+}
+
+TEST_F(Simulator, SendsTheOneShotSequenceOnceAndEnds) {
+  scripted::StandardOutput output;
+  makeRegistered({"--set-ind", "--quiet"});
+  EXPECT_EQ(sentUntil(4), SentList{});
+  const SentList sent = sentUntil(111);
+  const struct {
+    int opType;
+    const char* payload;
+  } steps[] = {{4,
+                "000100030100"
+                "37004d03"},
+               {4,
+                "000100030100"
+                "37005801"},
+               {3,
+                "000100030100"
+                "37005802"},
+               {1,
+                "000100030100"
+                "37004d04"},
+               {1,
+                "000100030100"
+                "37005805"},
+               {2,
+                "000100030100"
+                "37005805"},
+               {3,
+                "000100030100"
+                "37005805"},
+               {4,
+                "000200040100"
+                "0600080a"},
+               {1,
+                "000200040100"
+                "06000802"},
+               {2,
+                "000200040100"
+                "42005802"},
+               {3,
+                "000200040100"
+                "42005804"}};
+  ASSERT_EQ(sent.size(), 11u);
+  for (std::size_t i = 0; i < sent.size(); ++i) {
+    EXPECT_EQ(sent[i],
+              (Sent{5 + 10 * i, setInd("111f0009", 0, steps[i].opType), steps[i].payload}));
+  }
+  EXPECT_TRUE(platform().simulatorEnded());
+  EXPECT_EQ(output.take(),
+            "MGMT_OPTYPE_SET RecordTest3Prov3(1, 3, TEST_OFF, 55, 77, 3)\n"
+            "MGMT_OPTYPE_SET RecordTest3Prov3(1, 3, TEST_OFF, 55, 88, 1)\n"
+            "MGMT_OPTYPE_DELETE RecordTest3Prov3(1, 3, TEST_OFF, 55, 88, 2)\n"
+            "MGMT_OPTYPE_INSERT RecordTest3Prov3(1, 3, TEST_OFF, 55, 77, 4)\n"
+            "MGMT_OPTYPE_INSERT RecordTest3Prov3(1, 3, TEST_OFF, 55, 88, 5)\n"
+            "MGMT_OPTYPE_UPDATE RecordTest3Prov3(1, 3, TEST_OFF, 55, 88, 5)\n"
+            "MGMT_OPTYPE_DELETE RecordTest3Prov3(1, 3, TEST_OFF, 55, 88, 5)\n"
+            "MGMT_OPTYPE_SET RecordTest3Prov3(2, 4, TEST_OFF, 6, 8, 10)\n"
+            "MGMT_OPTYPE_INSERT RecordTest3Prov3(2, 4, TEST_OFF, 6, 8, 2)\n"
+            "MGMT_OPTYPE_UPDATE RecordTest3Prov3(2, 4, TEST_OFF, 66, 88, 2)\n"
+            "MGMT_OPTYPE_DELETE RecordTest3Prov3(2, 4, TEST_OFF, 66, 88, 4)\n");
+}
+
+TEST_F(Simulator, SendsEachKindInItsOrderWithinAPass) {
+  scripted::StandardOutput output;
+  makeRegistered({"--event-sim", "15", "--set-ind", "--send-deferred-set-rsp"});
+  set(action2(true), {.transactionId = 12});
+  platform().advance(115 - 1);
+  platform().takeSent();
+  EXPECT_EQ(sentUntil(131),
+            (SentList{{115, setInd("111d0003", 1, 2), provPayload},
+                      {145, "event 111d0001 severity 1", eventPayload},
+                      {175, "alarm 111d0001 cleared", alarmPayload},
+                      {205, "recordUpdateEvent 111d0002 opType 2", updatePayload(1, 2, 3)},
+                      {245, "deferredSetRsp 12 result 0 errorString \"\" applyAction 0", ""},
+                      {245, setInd("111d0003", 2, 2), provPayload}}));
+}
+
+TEST_F(Simulator, KeepsThePeriodAndTheCycleOfEachKind) {
+  const struct {
+    const char* bit;
+    Texts expected;
+  } cases[] = {
+      {"1",
+       {"event 111d0001 severity 1", "event 111d0001 severity 2", "event 111d0001 severity 3",
+        "event 111d0001 severity 4", "event 111d0001 severity 5", "event 111d0001 severity 6",
+        "event 111d0001 severity 1", "event 111d0001 severity 2"}},
+      {"2", {"alarm 111d0001 cleared", "alarm 111d0001 set", "alarm 111d0001 cleared"}},
+      {"20",
+       {setInd("111d0003", 1, 2), setInd("111d0003", 2, 2), setInd("111d0003", 3, 2),
+        setInd("111d0003", 0, 2), setInd("111d0003", 1, 2)}},
+  };
+  for (const auto& one : cases) {
+    daemon.reset();
+    platform().reset();
+    makeRegistered({"--event-sim", one.bit});
+    const SentList sent = sentUntil(5 + 30 * (one.expected.size() - 1));
+    ASSERT_EQ(sent.size(), one.expected.size());
+    for (std::size_t i = 0; i < sent.size(); ++i) {
+      EXPECT_EQ(sent[i].what, one.expected[i]);
+      EXPECT_EQ(sent[i].at, 5 + 30 * i);
+    }
+  }
+}
+
+TEST_F(Simulator, RotatesTheValuesOfRecordUpdates) {
+  makeRegistered({"--event-sim", "8"});
+  Texts payloads;
+  for (const Sent& sent : sentUntil(95)) payloads.push_back(sent.payload);
+  EXPECT_EQ(payloads, (Texts{updatePayload(1, 2, 3), updatePayload(2, 3, 1), updatePayload(3, 1, 2),
+                             updatePayload(1, 2, 3)}));
+}
+
+TEST_F(Simulator, KeepsItsCountersWhenSendingFails) {
+  makeRegistered({"--event-sim", "1"});
+  platform().sendFails = true;
+  const SentList sent = sentUntil(35);
+  ASSERT_EQ(sent.size(), 2u);
+  EXPECT_EQ(sent[1].what, "event 111d0001 severity 2");
+}
+
+TEST_F(Simulator, EndsWhenNothingCanBeSent) {
+  makeRegistered({"--event-sim", "16"});
+  EXPECT_EQ(sentUntil(5), SentList{});
+  EXPECT_TRUE(platform().simulatorEnded());
+}
+
+TEST_F(Simulator, SendsAnOwedDeferredResponseWithinOnePassAndOnce) {
+  zelLogLevelThreshold = 5;
+  makeRegistered({"--send-deferred-set-rsp"});
+  EXPECT_EQ(sentUntil(34), SentList{});
+  platform().takeLog(5);
+  set(action2(false), {.transactionId = 11});
+  set(action2(true), {.transactionId = 12});
+  EXPECT_EQ(sentUntil(100), (SentList{{35,
+                                       "deferredSetRsp 12 result 0 errorString \"\" "
+                                       "applyAction 0",
+                                       ""}}));
+  EXPECT_EQ(platform().takeLog(5).back(), "Set RECORD_TEST3ACTION2_ID testRun = true");
+}
+
+TEST_F(Simulator, OwesTheResponseForEverWithoutTheOption) {
+  makeRegistered({"--event-sim", "1"});
+  set(action2(true), {.transactionId = 12});
+  for (const Sent& sent : sentUntil(1000)) EXPECT_EQ(sent.what.find("event"), 0u);
+}
+
+TEST_F(Simulator, SendsEveryOwedResponseOnceWhileSetsGoOn) {
+  makeRegistered({"--send-deferred-set-rsp", "--quiet"});
+  scripted::StandardOutput output;
+  std::atomic<bool> done{false};
+  std::thread time([&] {
+    while (!done) platform().advance(10);
+  });
+  // Each waits for the response to the last: none may be lost, doubled, or for another one.
+  for (unsigned short id = 1; id <= 200; ++id) {
+    set(action2(id % 2 == 0), {.transactionId = id});
+    SentList sent;
+    while (sent.empty()) sent = platform().takeSent();
+    ASSERT_EQ(sent.size(), 1u);
+    ASSERT_EQ(sent[0].what,
+              "deferredSetRsp " + std::to_string(id) + " result 0 errorString \"\" applyAction 0");
+  }
+  // Without waiting, a later one may take the place of an earlier one; none comes twice.
+  for (unsigned short id = 1000; id < 20000; ++id) set(action2(true), {.transactionId = id});
+  done = true;
+  time.join();
+  platform().advance(10);
+  int last = 0;
+  const SentList sent = platform().takeSent();
+  for (const Sent& one : sent) {
+    const int id = std::stoi(one.what.substr(std::string("deferredSetRsp ").size()));
+    ASSERT_GT(id, last);
+    last = id;
+  }
+  EXPECT_EQ(last, 19999);
+}
+
+TEST_F(Simulator, AStopEndsAnyPauseAndThePassIsCompleted) {
+  scripted::StandardOutput output;
+  makeRegistered({"--event-sim", "15", "--set-ind"});
+  platform().advance(20);
+  platform().takeSent();
+  daemon.reset();
+  Texts kinds;
+  for (const Sent& sent : platform().takeSent()) {
+    kinds.push_back(sent.what.substr(0, sent.what.find(' ')));
+  }
+  EXPECT_EQ(kinds.size(), 9u + 4u) << "the rest of the sequence and one of each kind";
+}
+
+}  // namespace
