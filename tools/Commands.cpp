@@ -1,9 +1,15 @@
 #include "tools/Commands.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <boost/json/array.hpp>
+#include <boost/json/serialize.hpp>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <limits>
 
 #include "records/Block.h"
 #include "records/MgmtEnums.h"
@@ -242,42 +248,432 @@ int get(const Invocation& invocation) {
   return exitStatusOf(integerMember(reply, "result"));
 }
 
+// Get-keys ---------------------------------------------------------------------------------------
+
+/// Walks through the key space; adds each page to `rows` and `blocks`.
+class KeyWalk {
+ public:
+  KeyWalk(const Invocation& invocation, const RecordType& type)
+      : type_(type), client_(invocation.connect()) {
+    parameters_["recordId"] = hexId(type.id);
+    const auto sets = keySets(invocation.words, 1);
+    if (sets.size() > 1) throw UsageError{"get-keys takes one key set"};
+    if (!sets.empty() && !type.encodeKeys) throw UsageError{title(type) + " has no keys"};
+    if (!sets.empty()) {
+      const bool wildcardAllowed = invocation.has("wildcard") || hasWildcard(sets);
+      parameters_["queryKeys"] = type.encodeKeys(sets.front(), wildcardAllowed);
+      parameters_["wildcardAllowed"] = wildcardAllowed;
+    }
+    if (invocation.has("batch-size")) {
+      parameters_["batchSize"] = invocation.options["batch-size"].as<std::uint16_t>();
+    }
+  }
+
+  /// Asks for the next page. Returns how many key sets it held.
+  std::size_t nextPage() {
+    if (!lastBlock_.empty()) parameters_["lastSentKeys"] = lastBlock_;
+    reply = client_.call("getKeys", parameters_);
+    ++pages;
+    const json::array& page = arrayMember(reply, "keys");
+    if (!page.empty() && !type_.decodeKeys) nonsense("it holds keys of a record without any");
+    const auto decode = [this](Bytes block) { return type_.decodeKeys(std::move(block), false); };
+    for (Decoded& row : decodeAll(page, decode)) rows.push_back(std::move(row));
+    if (!page.empty()) lastBlock_ = page.back().as_string();
+    return page.size();
+  }
+
+  bool ended() const {
+    return boolMember(reply, "lastBatch") || integerMember(reply, "result") != 0;
+  }
+
+  json::object reply;
+  std::vector<Decoded> rows;
+  std::size_t pages = 0;
+
+ private:
+  const RecordType& type_;
+  Client client_;
+  json::object parameters_;
+  std::string lastBlock_;
+};
+
+int getKeys(const Invocation& invocation) {
+  expectWords(invocation.words, 1, SIZE_MAX,
+              "get-keys RECORD [KEYS...] [--batch-size N] [--all] [--wildcard]");
+  const RecordType& type = recordTypeNamed(invocation.words.front());
+  KeyWalk walk(invocation, type);
+  const bool showsProgress = invocation.has("all") && ::isatty(STDERR_FILENO) != 0;
+  std::size_t inPage = walk.nextPage();
+  while (invocation.has("all") && !walk.ended()) {
+    if (inPage == 0) nonsense("an empty page that is not the last");
+    inPage = walk.nextPage();
+    if (showsProgress) std::cerr << '\r' << counted(walk.rows.size(), "key set") << std::flush;
+  }
+  if (showsProgress) std::cerr << "\r\033[K";
+  const json::object& reply = walk.reply;
+  if (invocation.json) {
+    json::array keys;
+    for (const Decoded& row : walk.rows) keys.push_back(tools::jsonOf(row.fields));
+    json::object printed = reply;
+    printed["record"] = type.name;
+    printed["recordId"] = hexId(type.id);
+    printed["keys"] = std::move(keys);
+    printed["pages"] = walk.pages;
+    printJson(printed);
+  } else {
+    std::cout << title(type) << ": " << resultText(reply) << ", "
+              << counted(walk.rows.size(), "key set")
+              << (invocation.has("all") ? " in " + counted(walk.pages, "page") : "")
+              << (boolMember(reply, "lastBatch") ? ", the last" : inPage != 0 ? ", more to come" : "") << '\n';
+    printErrorString(reply);
+    if (!walk.rows.empty()) fieldTable(walk.rows).print();
+  }
+  return exitStatusOf(integerMember(reply, "result"));
+}
+
+// Set, notify, clear -----------------------------------------------------------------------------
+
+std::string lowerCase(std::string text) {
+  for (char& character : text) {
+    if (character >= 'A' && character <= 'Z') character = static_cast<char>(character + 32);
+  }
+  return text;
+}
+
+/// A number, or one of the texts that `textOf` gives for 0 to `last`, whatever the case.
+std::int64_t numberOrText(const std::string& given, const char* what, std::int64_t min,
+                          std::uint32_t last, const char* (*textOf)(std::uint32_t)) {
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(given.data(), given.data() + given.size(), number);
+  if (error == std::errc() && end == given.data() + given.size() && number >= min &&
+      number <= 0xFFFFFFFF) {
+    return number;
+  }
+  std::string names;
+  for (std::uint32_t value = 0; value <= last; ++value) {
+    const std::string name = lowerCase(textOf(value));
+    if (name == lowerCase(given)) return value;
+    if (name != "???") names += " " + name;
+  }
+  throw UsageError{std::string(what) + " is a number or one of:" + names};
+}
+
+std::int64_t opType(const Invocation& invocation) {
+  if (!invocation.has("op")) return Zel::MGMT_OPTYPE_SET;
+  return numberOrText(
+      invocation.options["op"].as<std::string>(), "--op", 0, Zel::MGMT_OPTYPE_ACTION,
+      [](std::uint32_t value) { return Zel::mgmtOpTypeText(static_cast<Zel::MgmtOpType>(value)); });
+}
+
+const char* applyActionName(std::uint32_t value) {
+  return Zel::applyActionText(static_cast<Zel::ApplyActionType>(value));
+}
+
+std::int64_t managementResult(const std::string& given) {
+  constexpr std::uint32_t last = 33;
+  return numberOrText(
+      given, "RESULT", std::numeric_limits<std::int32_t>::min(), last,
+      [](std::uint32_t value) { return Zel::mgmtResultText(static_cast<Zel::MgmtResult>(value)); });
+}
+
+json::object changeParameters(const Invocation& invocation, const RecordType& type) {
+  json::object parameters{{"record", type.encode(assignments(invocation.words, 1))},
+                          {"opType", opType(invocation)}};
+  if (invocation.has("reg-download")) parameters["regDownloadFlag"] = true;
+  if (invocation.has("apply-action")) {
+    parameters["applyAction"] =
+        numberOrText(invocation.options["apply-action"].as<std::string>(), "--apply-action", 0,
+                     Zel::APPLY_REBOOT_REQUIRED, applyActionName);
+  }
+  return parameters;
+}
+
+std::string applyActionOf(const json::object& object) {
+  return applyActionName(static_cast<std::uint32_t>(integerMember(object, "applyAction")));
+}
+
+/// Waits for the deferred response to a transaction; a Failure when none comes.
+json::object deferredResponse(Client& client, std::int64_t transactionId, double seconds) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::duration_cast<Client::Duration>(
+                                                          std::chrono::duration<double>(seconds));
+  while (auto message = client.nextNotification(end - std::chrono::steady_clock::now())) {
+    if (textMember(*message, "method") != "deferredSetRsp") continue;
+    const json::object& response = objectMember(*message, "params");
+    if (integerMember(response, "transactionId") == transactionId) return response;
+  }
+  throw Failure{exitTimedOut, "no deferred response to transaction " +
+                                  std::to_string(transactionId) + " came in time"};
+}
+
+int set(const Invocation& invocation) {
+  expectWords(invocation.words, 1, SIZE_MAX, "set RECORD FIELDS... [options]");
+  const RecordType& type = recordTypeNamed(invocation.words.front());
+  json::object parameters = changeParameters(invocation, type);
+  std::int64_t transactionId = 0;
+  if (invocation.has("transaction")) {
+    transactionId = invocation.options["transaction"].as<std::uint16_t>();
+    parameters["transactionId"] = transactionId;
+  }
+  Client client = invocation.connect();
+  const bool waits = invocation.has("wait-deferred");
+  if (waits) client.call("subscribe", {});
+  json::object reply = client.call("set", parameters);
+  std::int64_t result = integerMember(reply, "result");
+  const std::string summary =
+      title(type) + ": " + resultText(reply) + ", apply action " + applyActionOf(reply);
+  if (!invocation.json) {
+    std::cout << summary << std::endl;
+    printErrorString(reply);
+  }
+  if (waits && result == Zel::MGMT_RESPONSE_DEFERRED) {
+    const json::object response =
+        deferredResponse(client, transactionId, invocation.options["wait-deferred"].as<double>());
+    result = integerMember(response, "result");
+    reply["deferredSetRsp"] = response;
+    if (!invocation.json) {
+      std::cout << "deferred response to transaction " << transactionId << ": "
+                << resultText(response) << ", apply action " << applyActionOf(response) << '\n';
+      printErrorString(response);
+    }
+  }
+  if (invocation.json) printJson(reply);
+  return exitStatusOf(result);
+}
+
+/// Prints a reply that holds a result and perhaps an error string.
+int printResult(const Invocation& invocation, const std::string& what, const json::object& reply) {
+  if (invocation.json) {
+    printJson(reply);
+  } else {
+    std::cout << what << ": " << resultText(reply) << '\n';
+    if (reply.contains("errorString")) printErrorString(reply);
+  }
+  return exitStatusOf(integerMember(reply, "result"));
+}
+
+int notify(const Invocation& invocation) {
+  expectWords(invocation.words, 1, SIZE_MAX, "notify RECORD FIELDS... [options]");
+  const RecordType& type = recordTypeNamed(invocation.words.front());
+  const json::object parameters = changeParameters(invocation, type);
+  return printResult(invocation, title(type), invocation.connect().call("notify", parameters));
+}
+
+int clear(const Invocation& invocation) {
+  expectWords(invocation.words, 1, 1, "clear RECORD");
+  const RecordType& type = recordTypeNamed(invocation.words.front());
+  return printResult(invocation, title(type),
+                     invocation.connect().call("clear", {{"recordId", hexId(type.id)}}));
+}
+
+int initProvComplete(const Invocation& invocation) {
+  expectWords(invocation.words, 0, 0, "init-prov-complete");
+  return printResult(invocation, "initial provisioning complete",
+                     invocation.connect().call("initProvComplete", {}));
+}
+
+// Service registration and set indications -------------------------------------------------------
+
+std::int64_t number(const std::string& word, const char* what) {
+  return numberOrText(word, what, 0, 0, [](std::uint32_t) { return "???"; });
+}
+
+int svcReg(const Invocation& invocation) {
+  const Words& words = invocation.words;
+  if (words.empty()) {
+    return printResult(invocation, "service registration asked for",
+                       invocation.connect().call("svcRegInd", {}));
+  }
+  if (words.front() != "result" || words.size() < 3) {
+    throw UsageError{"usage: oamctl svc-reg [result KIND RESULT GROUPS...]"};
+  }
+  json::array groups;
+  for (std::size_t i = 3; i < words.size(); ++i) {
+    std::string rest = words[i];
+    for (std::size_t colon; (colon = rest.find(':')) != std::string::npos;) {
+      groups.emplace_back(rest.substr(0, colon));
+      rest.erase(0, colon + 1);
+    }
+    if (!rest.empty()) groups.emplace_back(rest);
+  }
+  for (json::value& group : groups) {
+    json::string& text = group.get_string();
+    if (!text.starts_with("0x") && !text.starts_with("0X")) text.insert(0, "0x");
+  }
+  return printResult(
+      invocation, "service registration outcome reported",
+      invocation.connect().call("svcRegResult", {{"kind", number(words[1], "KIND")},
+                                                 {"result", managementResult(words[2])},
+                                                 {"groups", std::move(groups)}}));
+}
+
+int setIndResult(const Invocation& invocation) {
+  expectWords(invocation.words, 2, 2, "set-ind-result ID RESULT");
+  return printResult(invocation, "outcome of set indication " + invocation.words[0],
+                     invocation.connect().call(
+                         "setIndResult", {{"setIndId", number(invocation.words[0], "ID")},
+                                          {"result", managementResult(invocation.words[1])}}));
+}
+
+// Monitor ----------------------------------------------------------------------------------------
+
+std::string fieldsText(const std::vector<NamedValue>& fields) {
+  std::string text;
+  for (const NamedValue& field : fields) text += " " + field.name + "=" + textOf(field.value);
+  return text;
+}
+
+/// What a block of a notification says: its name and its decoded fields.
+struct Named {
+  std::string name;
+  std::vector<NamedValue> fields;
+};
+
+Named decodeNamed(const std::string& kind, const json::value& block) {
+  const Bytes bytes = bytesOf(block);
+  const auto id = idOf(bytes);
+  if (!id) nonsense("a block is too short to hold an id");
+  const RecordType* record = kind == "record" ? findRecordType(*id) : nullptr;
+  const NotificationType* notification = findNotificationType(kind, *id);
+  if (record == nullptr && notification == nullptr) return {hexId(*id), {}};
+  const Decoded decoded = record != nullptr ? record->decode(bytes) : notification->decode(bytes);
+  if (!decoded.valid) nonsense("a block does not read: " + decoded.problem);
+  return {record != nullptr ? record->name : notification->name, decoded.fields};
+}
+
+/// A line for people.
+std::string notificationText(const std::string& method, const json::object& params) {
+  std::string text = method;
+  for (const auto& [name, value] : params) {
+    if (name == "record" || name == "event" || name == "alarm" || name == "recordUpdateEvent") {
+      const Named named = decodeNamed(std::string(name), value);
+      text += " " + named.name + fieldsText(named.fields);
+    } else if (name == "applyAction") {
+      text += " applyAction=" + applyActionOf(params);
+    } else if (name == "opType") {
+      text += std::string(" opType=") +
+              Zel::mgmtOpTypeText(static_cast<Zel::MgmtOpType>(integerMember(params, "opType")));
+    } else if (name == "groups") {
+      text += " groups=" + joined(arrayMember(params, "groups"));
+    } else if (value.is_string()) {
+      if (!value.get_string().empty())
+        text += " " + std::string(name) + "=" + value.as_string().c_str();
+    } else {
+      text += " " + std::string(name) + "=" + json::serialize(value);
+    }
+  }
+  return text;
+}
+
+/// The notification with its blocks taken apart.
+json::object notificationJson(const std::string& method, const json::object& params) {
+  json::object printed{{"method", method}};
+  for (const auto& [name, value] : params) {
+    if (name == "record" || name == "event" || name == "alarm" || name == "recordUpdateEvent") {
+      const Named named = decodeNamed(std::string(name), value);
+      printed["name"] = named.name;
+      printed["fields"] = tools::jsonOf(named.fields);
+      printed["block"] = value;
+    } else {
+      printed[name] = value;
+    }
+  }
+  return printed;
+}
+
+int monitor(const Invocation& invocation) {
+  expectWords(invocation.words, 0, 0, "monitor [--count N] [--for S]");
+  Client client = invocation.connect();
+  client.call("subscribe", {});
+  std::cerr << "oamctl: subscribed" << std::endl;
+  constexpr double forever = 1e8;
+  const std::chrono::duration<double> seconds(
+      invocation.has("for") ? invocation.options["for"].as<double>() : forever);
+  const auto end =
+      std::chrono::steady_clock::now() + std::chrono::duration_cast<Client::Duration>(seconds);
+  std::uint64_t wanted = std::numeric_limits<std::uint64_t>::max();
+  if (invocation.has("count")) wanted = invocation.options["count"].as<std::uint32_t>();
+  for (std::uint64_t seen = 0; seen < wanted; ++seen) {
+    const auto message = client.nextNotification(end - std::chrono::steady_clock::now());
+    if (!message) {
+      // With --count, the time is a limit; without, it is the plan.
+      return invocation.has("count") ? exitTimedOut : exitSuccess;
+    }
+    const std::string method = textMember(*message, "method");
+    const json::object& params = objectMember(*message, "params");
+    if (invocation.json) {
+      std::cout << json::serialize(notificationJson(method, params)) << std::endl;
+    } else {
+      std::cout << notificationText(method, params) << std::endl;
+    }
+  }
+  return exitSuccess;
+}
+
 // Decode -----------------------------------------------------------------------------------------
 
+/// One reading of a block.
+struct Reading {
+  std::string title;
+  Decoded decoded;
+};
+
+/// All that a block may be, by its id: ids of records and of each kind of notification overlap.
+std::vector<Reading> readingsOf(const Bytes& bytes) {
+  const auto id = idOf(bytes);
+  if (!id) throw UsageError{"BLOCK is too short to hold an id"};
+  std::vector<Reading> readings;
+  if (const RecordType* type = findRecordType(*id)) {
+    readings.push_back({title(*type), type->decode(bytes)});
+  }
+  for (const NotificationType& type : notificationTypes()) {
+    if (type.id != *id) continue;
+    readings.push_back(
+        {type.name + " (" + type.kind + " " + hexId(type.id) + ")", type.decode(bytes)});
+  }
+  if (readings.empty()) throw UsageError{"nothing has the id " + hexId(*id)};
+  return readings;
+}
+
+/// The readings that fit best: valid and without bytes behind, else valid, else none.
+std::vector<Reading> fitting(std::vector<Reading> readings, std::size_t bytes) {
+  std::vector<Reading> valid, exact;
+  for (Reading& reading : readings) {
+    if (!reading.decoded.valid) continue;
+    if (reading.decoded.bytesRead == bytes) exact.push_back(reading);
+    valid.push_back(std::move(reading));
+  }
+  return exact.empty() ? valid : exact;
+}
+
 int decode(const Invocation& invocation) {
-  expectWords(invocation.words, 1, 2, "decode BLOCK [RECORD]");
-  auto bytes = Zel::fromHex(invocation.words.front());
+  expectWords(invocation.words, 1, 2, "decode BLOCK [RECORD] [--wildcard]");
+  const auto bytes = Zel::fromHex(invocation.words.front());
   if (!bytes) throw UsageError{"BLOCK is an even number of hexadecimal digits"};
-  const bool isKeyBlock = invocation.words.size() == 2;
-  const RecordType* type = nullptr;
-  if (isKeyBlock) {
-    type = &recordTypeNamed(invocation.words[1]);
-    if (!type->decodeKeys) throw UsageError{title(*type) + " has no keys"};
+  std::vector<Reading> readings;
+  if (invocation.words.size() == 2) {
+    const RecordType& type = recordTypeNamed(invocation.words[1]);
+    if (!type.decodeKeys) throw UsageError{title(type) + " has no keys"};
+    readings.push_back(
+        {"keys of " + title(type), type.decodeKeys(*bytes, invocation.has("wildcard"))});
   } else {
-    constexpr std::size_t idBytes = 4;
-    if (bytes->size() < idBytes) throw UsageError{"BLOCK is too short to hold a record id"};
-    std::uint32_t id = 0;
-    for (std::size_t i = 0; i < idBytes; ++i) id = id << 8 | (*bytes)[i];
-    type = findRecordType(id);
-    if (type == nullptr) throw UsageError{"there is no record with the id " + hexId(id)};
+    readings = readingsOf(*bytes);
   }
-  const Decoded decoded =
-      isKeyBlock ? type->decodeKeys(*bytes, invocation.has("wildcard")) : type->decode(*bytes);
-  if (!decoded.valid) {
-    throw Failure{exitNonsense, "this " + std::string(isKeyBlock ? "key block" : "record block") +
-                                    " of " + title(*type) + " does not read: " + decoded.problem};
+  const std::vector<Reading> fits = fitting(readings, bytes->size());
+  if (fits.empty()) {
+    throw Failure{exitNonsense, "this block of " + readings.front().title +
+                                    " does not read: " + readings.front().decoded.problem};
   }
-  const std::size_t extra = bytes->size() - decoded.bytesRead;
-  if (invocation.json) {
-    printJson(json::object{{"record", type->name},
-                           {"recordId", hexId(type->id)},
-                           {isKeyBlock ? "keys" : "fields", tools::jsonOf(decoded.fields)},
-                           {"bytesBehind", extra}});
-  } else {
-    std::cout << title(*type) << (isKeyBlock ? ", keys" : "") << '\n';
+  json::array printed;
+  for (const auto& [title, decoded] : fits) {
+    const std::size_t extra = bytes->size() - decoded.bytesRead;
+    printed.push_back(
+        {{"what", title}, {"fields", tools::jsonOf(decoded.fields)}, {"bytesBehind", extra}});
+    if (invocation.json) continue;
+    std::cout << title << '\n';
     fieldTable({decoded}).print();
     if (extra != 0) std::cout << "  and " << counted(extra, "byte") << " behind the last field\n";
   }
+  if (invocation.json) printJson(printed);
   return exitSuccess;
 }
 
@@ -300,9 +696,46 @@ const std::vector<Command>& commands() {
        "read a record; a key name that comes again begins the next key set",
        {"batch-size", "clear-on-read", "wildcard"},
        get},
+      {"get-keys",
+       "get-keys RECORD [KEYS...] [--batch-size N] [--all] [--wildcard]",
+       "list key sets; --all walks through every page",
+       {"batch-size", "all", "wildcard"},
+       getKeys},
+      {"set",
+       "set RECORD FIELDS... [--op OP] [--transaction N] [--apply-action A] [--reg-download]\n"
+       "      [--wait-deferred S]",
+       "change a record, or run an action; fields that are left out are zero",
+       {"op", "transaction", "apply-action", "reg-download", "wait-deferred"},
+       set},
+      {"notify",
+       "notify RECORD FIELDS... [--op OP] [--apply-action A] [--reg-download]",
+       "tell the daemon that a record has changed",
+       {"op", "apply-action", "reg-download"},
+       notify},
+      {"clear", "clear RECORD", "reset what a record counts", {}, clear},
+      {"init-prov-complete",
+       "init-prov-complete",
+       "tell the daemon that the initial provisioning is through",
+       {},
+       initProvComplete},
+      {"svc-reg",
+       "svc-reg [result KIND RESULT GROUPS...]",
+       "ask for the service registration, or report an outcome of it",
+       {},
+       svcReg},
+      {"set-ind-result",
+       "set-ind-result ID RESULT",
+       "report the outcome of a set indication",
+       {},
+       setIndResult},
+      {"monitor",
+       "monitor [--count N] [--for S]",
+       "print events, alarms, set indications and the rest as they come",
+       {"count", "for"},
+       monitor},
       {"decode",
        "decode BLOCK [RECORD] [--wildcard]",
-       "what a record block says, or a key block of RECORD; needs no daemon",
+       "what a block says, or a key block of RECORD; needs no daemon",
        {"wildcard"},
        decode},
   };

@@ -203,7 +203,67 @@ RecordType describe() {
   return type;
 }
 
+void appendHeader(const Zel::Event& event, std::vector<NamedValue>& fields) {
+  fields.push_back({"severity", std::string(Zel::severityText(event.severity))});
+}
+void appendHeader(const Zel::Alarm& alarm, std::vector<NamedValue>& fields) {
+  fields.push_back({"alarmSet", alarm.alarmSet});
+}
+void appendHeader(const Zel::RecordUpdateEvent&, std::vector<NamedValue>&) {}
+
+template <class N>
+NotificationType describeNotification(const char* kind) {
+  NotificationType type;
+  type.kind = kind;
+  type.id = N::recordId;
+  type.name = N::name();
+  type.decode = [](Bytes block) {
+    N notification;
+    Decoded decoded = decodeInto(notification, block, [&](Zel::SerialStream& stream) {
+      notification.deserialize(stream);
+      return notification.valid;
+    });
+    std::vector<NamedValue> fields{{"time", notification.time.toIsoStr()}};
+    appendHeader(notification, fields);
+    fields.insert(fields.end(), decoded.fields.begin(), decoded.fields.end());
+    decoded.fields = std::move(fields);
+    return decoded;
+  };
+  return type;
+}
+
+template <class List>
+void describeNotifications(List list, const char* kind, std::vector<NotificationType>& all) {
+  Zel::catalogue::every(list, [&](auto tag) {
+    all.push_back(describeNotification<typename decltype(tag)::Type>(kind));
+    return true;
+  });
+}
+
 }  // namespace
+
+const std::vector<NotificationType>& notificationTypes() {
+  static const std::vector<NotificationType> types = [] {
+    std::vector<NotificationType> all;
+    describeNotifications(Zel::catalogue::Events{}, "event", all);
+    describeNotifications(Zel::catalogue::Alarms{}, "alarm", all);
+    describeNotifications(Zel::catalogue::RecordUpdateEvents{}, "recordUpdateEvent", all);
+    return all;
+  }();
+  return types;
+}
+
+const NotificationType* findNotificationType(std::string_view kind, std::uint32_t id) {
+  for (const NotificationType& type : notificationTypes()) {
+    if (type.kind == kind && type.id == id) return &type;
+  }
+  return nullptr;
+}
+
+std::optional<std::uint32_t> idOf(const Bytes& block) {
+  if (block.size() < sizeof(std::uint32_t)) return std::nullopt;
+  return Zel::loadInteger<std::uint32_t>(block.data(), Zel::swapsInNetworkOrder);
+}
 
 std::string textOf(const Value& value) {
   return std::visit(

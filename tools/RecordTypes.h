@@ -71,6 +71,21 @@ const RecordType* findRecordType(std::uint32_t id);
 /// By name, whatever the case, or by id, decimal or in hexadecimal with 0x. Throws UsageError.
 const RecordType& recordTypeNamed(const std::string& nameOrId);
 
+/// A notification class. Events, alarms and record-update events have number spaces of their own.
+struct NotificationType {
+  std::string kind;  ///< "event", "alarm" or "recordUpdateEvent"
+  std::uint32_t id = 0;
+  std::string name;
+  /// The fields of the header come first: time, and severity or alarmSet.
+  std::function<Decoded(Bytes block)> decode;
+};
+
+const std::vector<NotificationType>& notificationTypes();
+const NotificationType* findNotificationType(std::string_view kind, std::uint32_t id);
+
+/// The id with which a block begins; nothing when it is too short.
+std::optional<std::uint32_t> idOf(const Bytes& block);
+
 std::string hexId(std::uint32_t id);
 
 }  // namespace tools

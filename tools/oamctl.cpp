@@ -26,6 +26,17 @@ po::options_description describeOptions() {
       ("help", "print this and exit")
       ("batch-size", po::value<std::uint16_t>()->value_name("N"), "records or keys in a reply")
       ("clear-on-read", "reset the counters that are read")
+      ("all", "walk through every page")
+      ("op", po::value<std::string>()->value_name("OP"),
+       "insert, update, delete, set (the default) or action")
+      ("transaction", po::value<std::uint16_t>()->value_name("N"), "id of the set transaction")
+      ("apply-action", po::value<std::string>()->value_name("A"),
+       "the framework's apply action, by name or number")
+      ("reg-download", "set the registration-download flag")
+      ("wait-deferred", po::value<double>()->value_name("S"),
+       "after Response deferred, wait S seconds for the response")
+      ("count", po::value<std::uint32_t>()->value_name("N"), "end after N notifications")
+      ("for", po::value<double>()->value_name("S"), "end after S seconds")
       ("wildcard", "key blocks with wildcard markers, also where no key is name=*");
   // clang-format on
   return options;
