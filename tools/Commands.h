@@ -32,4 +32,18 @@ struct Command {
 
 const std::vector<Command>& commands();
 
+// What they run.
+int status(const Invocation& invocation);
+int records(const Invocation& invocation);
+int get(const Invocation& invocation);
+int getKeys(const Invocation& invocation);
+int set(const Invocation& invocation);
+int notify(const Invocation& invocation);
+int clear(const Invocation& invocation);
+int initProvComplete(const Invocation& invocation);
+int svcReg(const Invocation& invocation);
+int setIndResult(const Invocation& invocation);
+int monitor(const Invocation& invocation);
+int decode(const Invocation& invocation);
+
 }  // namespace tools
