@@ -3,7 +3,9 @@
 // Three threads meet here. The main thread constructs, runs and destroys it; the callback thread
 // of the OAM client API calls the callbacks, one at a time; the simulator thread runs
 // `serverSendEvents`. There is no lock: each member belongs to one thread, except where it says
-// how it is handed over.
+// how it is handed over. The options are the main thread's until `doRegister` hands them to the
+// callback thread and `startUp` to the simulator thread; then nobody changes them, except that the
+// simulator thread clears `setInd`.
 #pragma once
 
 #include <array>
@@ -107,14 +109,17 @@ class Quorin final : public Zel::Process {
   void setTest3Action2(const Zel::Record& record, Zel::ApplyActionType& applyAction,
                        std::uint16_t transactionId);
 
-  // Simulator (its own thread). Each pauses behind what it sends, the last one before.
+  // Simulator (its own thread). Each step pauses behind what it sends, the last one before, and is
+  // false when the process is stopping.
   void serverSendEvents();
-  void sendSetIndSequence();
-  void sendPeriodicSetInd();
-  void sendPeriodicEvent();
-  void sendPeriodicAlarm();
-  void sendPeriodicRecordUpdate();
-  void sendOwedDeferredSetRsp();
+  bool runPass();
+  bool sendSetIndSequence();
+  bool sendPeriodicSetInd();
+  bool sendPeriodicEvent();
+  bool sendPeriodicAlarm();
+  bool sendPeriodicRecordUpdate();
+  bool sendOwedDeferredSetRsp();
+  static bool pauseSimulator(unsigned int seconds);
 
   /// Lookup tables indexed [sfn][sf], built on first use.
   static constexpr std::uint32_t sfnCount = 1024;

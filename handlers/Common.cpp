@@ -1,16 +1,16 @@
 #include "handlers/Common.h"
 
-#include <cstdio>
 #include <iostream>
 
 #include "app/Quorin.h"
 #include "records/BoundedCopy.h"
+#include "records/Hex.h"
 #include "records/LogLine.h"
 
 namespace handlers {
 
 void writeRecordLine(const char* text, unsigned int recordId) {
-  Zel::plainLine(text + hexText(recordId) + "\n");
+  Zel::plainLine(text + Zel::hexText(recordId) + "\n");
   std::cout.setf(std::ios_base::hex, std::ios_base::basefield);
 }
 
@@ -24,15 +24,10 @@ std::string changeText(bool regDownloadFlag, Zel::ApplyActionType applyAction) {
          " applyAction=" + Zel::applyActionText(applyAction);
 }
 
-std::string hexText(unsigned int number) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%x", number);
-  return text;
-}
-
 Zel::MgmtResult refuse(Zel::MgmtResult result, const char* reason, unsigned int recordId,
                        Zel::ErrorString& errorString) {
-  std::snprintf(errorString.data(), Zel::ErrorString::size(), "%s%x", reason, recordId);
+  Zel::fillText(errorString.data(), (reason + Zel::hexText(recordId)).c_str(),
+                Zel::ErrorString::size());
   return result;
 }
 
@@ -43,7 +38,7 @@ bool Quorin::groupRegistered(unsigned int recordId) const {
 }
 
 void Quorin::answerErrorString(Zel::ErrorString& errorString) const {
-  Zel::boundedCopy(errorString.data(), errorStringText, Zel::ErrorString::size());
+  Zel::fillText(errorString.data(), errorStringText, Zel::ErrorString::size());
 }
 
 void Quorin::sleepBeforeAnswer() const {

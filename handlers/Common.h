@@ -12,6 +12,9 @@
 
 namespace handlers {
 
+/// The keys of Test3-Stats7 and -8 run from 1 to this: so does a wildcard key of Test3-Stats8.
+constexpr std::uint32_t lastSmallTableKey = 40;
+
 /// Writes `text` and the record id in hexadecimal as a plain line. Standard output's integer base
 /// stays hexadecimal.
 void writeRecordLine(const char* text, unsigned int recordId);
@@ -21,9 +24,6 @@ void writeChangeLine(std::string line);
 
 /// What the plain lines of set and notify have in common.
 std::string changeText(bool regDownloadFlag, Zel::ApplyActionType applyAction);
-
-/// Lower-case hexadecimal without prefix.
-std::string hexText(unsigned int number);
 
 /// Fills the error string with `reason` and the record id in hexadecimal; returns `result`.
 Zel::MgmtResult refuse(Zel::MgmtResult result, const char* reason, unsigned int recordId,
@@ -52,6 +52,12 @@ const R* printRecordOf(const Zel::Record& record, bool quiet) {
     });
   }
   return concrete;
+}
+
+/// Prints a record that is one of these classes, by its id.
+template <class... R>
+void printOneOf(const Zel::Record& record, bool quiet) {
+  ((record.id == R::recordId ? static_cast<void>(printRecordOf<R>(record, quiet)) : void()), ...);
 }
 
 /// Appends a new record of class `R` and returns it.

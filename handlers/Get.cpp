@@ -1,4 +1,6 @@
 // Get requests.
+#include <initializer_list>
+
 #include "app/Quorin.h"
 #include "catalogue/StatisticsRecords.h"
 #include "handlers/Common.h"
@@ -10,8 +12,6 @@ using namespace handlers;
 
 namespace {
 
-/// A wildcard key of Test3-Stats8 stands for 1 to this.
-constexpr std::uint32_t lastWildcardKey = 40;
 constexpr std::uint16_t counterModulus = 100;
 
 void advance(std::uint16_t& counter) {
@@ -48,7 +48,7 @@ void expandTest3Stats8(const RecordTest3Stats8::Keys& keys, RecordList& records)
     appendKeyPairRow<RecordTest3Stats8>(keys.key1.value, keys.key2.value, records);
     return;
   }
-  for (std::uint32_t i = 1; i <= lastWildcardKey; ++i) {
+  for (std::uint32_t i = 1; i <= lastSmallTableKey; ++i) {
     appendKeyPairRow<RecordTest3Stats8>(every1 ? i : keys.key1.value, every2 ? i : keys.key2.value,
                                         records);
   }

@@ -10,6 +10,9 @@ using namespace handlers;
 
 namespace {
 
+/// The keys of Test3-Stats2 run from 1 to this.
+constexpr std::uint32_t lastLargeTableKey = 100;
+
 /// One get-keys request, and where its answer goes.
 struct KeyRequest {
   std::uint16_t batchSize;
@@ -57,7 +60,8 @@ bool answerKeys(const char* queryText, const char* lastSentText, std::uint32_t b
                 const KeyRequest& request) {
   using Keys = typename R::Keys;
   const auto* query = dynamic_cast<const Keys*>(request.queryKeys.keys.get());
-  const auto* lastSent = dynamic_cast<const Keys*>(request.lastSentKeys.keys.get());
+  const auto* lastSent =
+      request.firstRequest ? nullptr : dynamic_cast<const Keys*>(request.lastSentKeys.keys.get());
   if (query == nullptr || (!request.firstRequest && lastSent == nullptr)) return false;
   logKeys(ZEL_LOG_TRACE, queryText, *query);
   if (request.firstRequest) {
@@ -73,16 +77,16 @@ bool answerKeys(unsigned int recordId, const KeyRequest& request) {
   switch (recordId) {
     case RECORD_TEST3STATS2_ID:
       return answerKeys<RecordTest3Stats2>("Get Keys for RECORD_TEST3STATS2, query keys ",
-                                           "Get Keys for RECORD_TEST3STATS2, last sent keys ", 100,
-                                           request);
+                                           "Get Keys for RECORD_TEST3STATS2, last sent keys ",
+                                           lastLargeTableKey, request);
     case RECORD_TEST3STATS7_ID:
       return answerKeys<RecordTest3Stats7>("Get Keys for RECORD_TEST3STATS7, query keys ",
-                                           "Get Keys for RECORD_TEST3STATS7, last sent keys ", 40,
-                                           request);
+                                           "Get Keys for RECORD_TEST3STATS7, last sent keys ",
+                                           lastSmallTableKey, request);
     case RECORD_TEST3STATS8_ID:
       return answerKeys<RecordTest3Stats8>("Get Keys for RECORD_TEST3STATS8, query keys ",
-                                           "Get Keys for RECORD_TEST3STATS8, last sent keys ", 40,
-                                           request);
+                                           "Get Keys for RECORD_TEST3STATS8, last sent keys ",
+                                           lastSmallTableKey, request);
     default:
       return true;
   }

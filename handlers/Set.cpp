@@ -5,6 +5,7 @@
 #include "catalogue/ProvisioningRecords.h"
 #include "handlers/Common.h"
 #include "records/BoundedCopy.h"
+#include "records/Hex.h"
 #include "records/LogLine.h"
 
 using namespace Zel;
@@ -66,28 +67,18 @@ void Quorin::applySet(const Record& record, MgmtOpType opType, ApplyActionType& 
     case RECORD_TEST1PROV3_ID:
       setTest1Prov3(record, opType, applyAction);
       break;
-    case RECORD_TEST2PROV1_ID:
-      printRecordOf<RecordTest2Prov1>(record, quiet);
-      break;
     case RECORD_TEST3PROV1_ID:
       setTest3Prov1(record);
       break;
-    case RECORD_TEST3PROV2_ID:
-      printRecordOf<RecordTest3Prov2>(record, quiet);
-      break;
     case RECORD_TEST3ACTION1_ID:
       setTest3Action1(record, applyAction);
-      break;
-    case RECORD_TEST3PROV3_ID:
-      printRecordOf<RecordTest3Prov3>(record, quiet);
-      break;
-    case RECORD_TEST3PROV4_ID:
-      printRecordOf<RecordTest3Prov4>(record, quiet);
       break;
     case RECORD_TEST3ACTION2_ID:
       setTest3Action2(record, applyAction, transactionId);
       break;
     default:
+      printOneOf<RecordTest2Prov1, RecordTest3Prov2, RecordTest3Prov3, RecordTest3Prov4>(record,
+                                                                                         quiet);
       break;
   }
 }
@@ -129,7 +120,7 @@ void Quorin::setTest3Prov1(const Record& record) const {
   const auto* request = printRecordOf<RecordTest3Prov1>(record, quiet);
   if (request == nullptr) return;
   char testField4[sizeof request->testField4];
-  boundedCopy(testField4, request->testField4, sizeof testField4);
+  fillText(testField4, request->testField4);
   logLine(ZEL_LOG_DETAIL, "Set RECORD_TEST3PROV1_ID testField1 = ", request->testField1,
           " testField4 = ", testField4);
 }

@@ -90,27 +90,38 @@ void Quorin::serverSendEvents() {
   startUp.wait(StartUp::running, std::memory_order_acquire);
   if (startUp.load(std::memory_order_acquire) == StartUp::failed) return;
   while (setInd || sendDeferredSetRsp || (eventSim & simulateAnything) != 0) {
-    if (Process::instance()->exiting()) return;
-    if (setInd) sendSetIndSequence();
-    if ((eventSim & simulateSetInds) != 0) sendPeriodicSetInd();
-    if ((eventSim & simulateEvents) != 0) sendPeriodicEvent();
-    if ((eventSim & simulateAlarms) != 0) sendPeriodicAlarm();
-    if ((eventSim & simulateRecordUpdates) != 0) sendPeriodicRecordUpdate();
-    if (sendDeferredSetRsp) sendOwedDeferredSetRsp();
+    if (!runPass()) return;
   }
 }
 
-void Quorin::sendSetIndSequence() {
+// Pauses; false when the process is stopping, and nothing more is to be sent.
+bool Quorin::pauseSimulator(unsigned int seconds) {
+  sleepSeconds(seconds);
+  return !Process::instance()->exiting();
+}
+
+bool Quorin::runPass() {
+  if (Process::instance()->exiting()) return false;
+  if (setInd && !sendSetIndSequence()) return false;
+  if ((eventSim & simulateSetInds) != 0 && !sendPeriodicSetInd()) return false;
+  if ((eventSim & simulateEvents) != 0 && !sendPeriodicEvent()) return false;
+  if ((eventSim & simulateAlarms) != 0 && !sendPeriodicAlarm()) return false;
+  if ((eventSim & simulateRecordUpdates) != 0 && !sendPeriodicRecordUpdate()) return false;
+  return !sendDeferredSetRsp || sendOwedDeferredSetRsp();
+}
+
+bool Quorin::sendSetIndSequence() {
   for (const SequenceStep& step : setIndSequence) {
     writeStep(step);
     boost::shared_ptr<Record> record = recordOf(step);
     KorOamApi::instance().sendSetInd(record, APPLY_NO_ACTION_REQUIRED, step.opType);
-    sleepSeconds(sequencePause);
+    if (!pauseSimulator(sequencePause)) return false;
   }
   setInd = false;
+  return true;
 }
 
-void Quorin::sendPeriodicSetInd() {
+bool Quorin::sendPeriodicSetInd() {
   auto changed = boost::make_shared<RecordTest1Prov2>();
   changed->xyzService = 1;
   changed->testField1 = 12;
@@ -119,10 +130,10 @@ void Quorin::sendPeriodicSetInd() {
   ++simulator.setIndCounter;
   KorOamApi::instance().sendSetInd(
       record, static_cast<ApplyActionType>(simulator.setIndCounter % 4), MGMT_OPTYPE_UPDATE);
-  sleepSeconds(periodicPause);
+  return pauseSimulator(periodicPause);
 }
 
-void Quorin::sendPeriodicEvent() {
+bool Quorin::sendPeriodicEvent() {
   ++simulator.eventCounter;
   if (simulator.eventCounter % skippedMultiple == 0) ++simulator.eventCounter;
   auto event = boost::make_shared<EventTest1Evt1>();
@@ -131,10 +142,10 @@ void Quorin::sendPeriodicEvent() {
   event->testEvtfield1 = 12;
   event->testEvtfield2 = 34;
   KorOamApi::instance().sendEvent(event);
-  sleepSeconds(periodicPause);
+  return pauseSimulator(periodicPause);
 }
 
-void Quorin::sendPeriodicAlarm() {
+bool Quorin::sendPeriodicAlarm() {
   simulator.alarmSetState = !simulator.alarmSetState;
   auto alarm = boost::make_shared<AlarmTest1Alarm1>();
   alarm->alarmSet = simulator.alarmSetState;
@@ -143,10 +154,10 @@ void Quorin::sendPeriodicAlarm() {
   alarm->testAlarmfield2 = 34;
   fillText(alarm->additionalText, "alarm texts");
   KorOamApi::instance().sendAlarm(alarm);
-  sleepSeconds(periodicPause);
+  return pauseSimulator(periodicPause);
 }
 
-void Quorin::sendPeriodicRecordUpdate() {
+bool Quorin::sendPeriodicRecordUpdate() {
   auto& [a, b, c] = simulator.recordUpdateValues;
   auto event = boost::make_shared<RecordUpdateEventTest1RecUpdt1>();
   event->entryId = 999;
@@ -158,14 +169,15 @@ void Quorin::sendPeriodicRecordUpdate() {
   a = b;
   b = c;
   c = first;
-  sleepSeconds(periodicPause);
+  return pauseSimulator(periodicPause);
 }
 
-void Quorin::sendOwedDeferredSetRsp() {
-  sleepSeconds(deferredPause);
+bool Quorin::sendOwedDeferredSetRsp() {
+  if (!pauseSimulator(deferredPause)) return false;
   const DeferredSetRsp owed = deferredSetRsp.exchange({}, std::memory_order_acquire);
-  if (!owed.pending) return;
+  if (!owed.pending) return true;
   logLine(ZEL_LOG_TRACE, "Set RECORD_TEST3ACTION2_ID testRun = ", owed.testRun);
   KorOamApi::instance().sendDeferredSetRspInd(owed.transactionId, MGMT_SUCCESS, ErrorString(),
                                               APPLY_NO_ACTION_REQUIRED);
+  return true;
 }

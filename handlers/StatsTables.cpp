@@ -58,15 +58,17 @@ bool Quorin::appendTest3Stats9(const RecordKeysList& queryKeys, std::uint16_t ba
   if (!readyForTables<Keys>(queryKeys)) return false;
   for (const auto& entry : queryKeys) {
     logKeys(ZEL_LOG_DETAIL, "Get for RECORD_TEST3STATS9, query keys ", *entry);
-    if (queryKeys.size() == 1) continue;
-    const Keys& keys = keysAs<Keys>(entry);
-    appendTest3Stats9Row(keys.key1.value, keys.sfn.value, keys.sf.value, records);
   }
   if (queryKeys.empty()) {
     walkTest3Stats9(0, 0, 0, batchSize, records);
   } else if (queryKeys.size() == 1) {
     const Keys& start = keysAs<Keys>(queryKeys.front());
     walkTest3Stats9(start.key1.value, start.sfn.value, start.sf.value, batchSize, records);
+  } else {
+    for (const auto& entry : queryKeys) {
+      const Keys& keys = keysAs<Keys>(entry);
+      appendTest3Stats9Row(keys.key1.value, keys.sfn.value, keys.sf.value, records);
+    }
   }
   return true;
 }

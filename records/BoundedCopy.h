@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstring>
-#include <type_traits>
 
 #if !defined(QUORIN_HAVE_STRLCPY)
 #include <bsd/string.h>
@@ -11,17 +10,22 @@
 
 namespace Zel {
 
-/// Copies `source` into `capacity` (at least 1) bytes at `destination`, cut where it does not
-/// fit, always NUL-terminated. Returns the length of `source`.
+/// Copies `source`, which is NUL-terminated, into `capacity` (at least 1) bytes at `destination`,
+/// cut where it does not fit, always NUL-terminated. Returns the length of `source`.
 inline std::size_t boundedCopy(char* destination, const char* source, std::size_t capacity) {
   return ::strlcpy(destination, source, capacity);
 }
 
-/// Fills a whole text buffer: `source`, cut to leave room for a NUL, and NULs behind it.
+/// Fills a whole text buffer of `capacity` (at least 1) bytes: at most `capacity` - 1 characters of
+/// `source`, of which no more are read, and NULs behind them, so that nothing old is left.
+inline void fillText(char* destination, const char* source, std::size_t capacity) {
+  std::strncpy(destination, source, capacity - 1);
+  destination[capacity - 1] = '\0';
+}
+
 template <std::size_t Capacity>
 void fillText(char (&destination)[Capacity], const char* source) {
-  std::strncpy(destination, source, Capacity - 1);
-  destination[Capacity - 1] = '\0';
+  fillText(destination, source, Capacity);
 }
 
 }  // namespace Zel

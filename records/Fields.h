@@ -104,10 +104,10 @@ template <class Owner, std::size_t I>
 constexpr auto& at = std::get<I>(Owner::fields);
 
 template <class Owner, std::size_t I>
-constexpr std::uint32_t wireOffset =
+inline constexpr std::uint32_t wireOffset =
     wireOffset<Owner, I - 1> + std::tuple_element_t<I - 1, decltype(Owner::fields)>::wireSize();
 template <class Owner>
-constexpr std::uint32_t wireOffset<Owner, 0> = 0;
+inline constexpr std::uint32_t wireOffset<Owner, 0> = 0;
 
 /// Calls `visit.operator()<I>()` for each field in wire order, until one returns false.
 /// Returns whether all returned true.

@@ -1,6 +1,7 @@
-// Bytes as hexadecimal text.
+// Bytes and numbers as hexadecimal text.
 #pragma once
 
+#include <charconv>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -8,6 +9,13 @@
 #include <vector>
 
 namespace Zel {
+
+/// A number in lower case, without prefix or leading zeros.
+inline std::string hexText(std::uint32_t number) {
+  char text[9];
+  const auto end = std::to_chars(text, text + sizeof text, number, 16).ptr;
+  return std::string(text, end);
+}
 
 /// Appends two lower-case digits per byte.
 inline void appendHex(std::string& out, const std::uint8_t* bytes, std::size_t count) {

@@ -1,6 +1,7 @@
 #include "standin/CallbackThread.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace standin {
@@ -16,13 +17,24 @@ void CallbackThread::postAutomatic(Job job) {
   changed_.notify_one();
 }
 
-void CallbackThread::post(const std::shared_ptr<Lane>& lane, Job job) {
+void CallbackThread::post(const std::shared_ptr<Lane>& lane, Job job, bool withdrawable) {
   const std::lock_guard lock(mutex_);
   if (lane->jobs_.empty()) {
     waiting_.push_back(lane);
     changed_.notify_one();
   }
-  lane->jobs_.push_back(std::move(job));
+  lane->jobs_.push_back({std::move(job), withdrawable});
+}
+
+void CallbackThread::withdraw(Lane& lane) {
+  std::deque<Lane::Waiting> dropped;  // destroyed without the lock
+  const std::lock_guard lock(mutex_);
+  const auto stays = [](const Lane::Waiting& waiting) { return !waiting.withdrawable; };
+  const auto firstDropped = std::stable_partition(lane.jobs_.begin(), lane.jobs_.end(), stays);
+  dropped.assign(std::make_move_iterator(firstDropped), std::make_move_iterator(lane.jobs_.end()));
+  lane.jobs_.erase(firstDropped, lane.jobs_.end());
+  if (!lane.jobs_.empty()) return;
+  std::erase_if(waiting_, [&](const auto& other) { return other.get() == &lane; });
 }
 
 void CallbackThread::wake() {
@@ -37,6 +49,9 @@ void CallbackThread::stop() {
     changed_.notify_one();
   }
   if (thread_.joinable()) thread_.join();
+  // The jobs hold what holds their lanes.
+  for (const auto& lane : waiting_) lane->jobs_.clear();
+  waiting_.clear();
 }
 
 // The next job in turn; false when all rest. Called with the lock held.
@@ -56,7 +71,7 @@ bool CallbackThread::takeNext(Job& job) {
   if (ready == waiting_.end()) return false;
   const std::shared_ptr<Lane> lane = std::move(*ready);
   waiting_.erase(ready);
-  job = std::move(lane->jobs_.front());
+  job = std::move(lane->jobs_.front().job);
   lane->jobs_.pop_front();
   if (!lane->jobs_.empty()) waiting_.push_back(lane);
   return true;

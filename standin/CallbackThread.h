@@ -21,12 +21,16 @@ class CallbackThread {
 
   class Lane {
    public:
-    /// Reply bytes that are made and not yet sent, kept by whoever makes and sends them.
+    /// Reply bytes that could be sent and are not yet, kept by the main thread.
     std::atomic<std::size_t> unsentBytes{0};
 
    private:
     friend class CallbackThread;
-    std::deque<Job> jobs_;
+    struct Waiting {
+      Job job;
+      bool withdrawable;
+    };
+    std::deque<Waiting> jobs_;
   };
 
   /// A lane with `laneLimit` unsent bytes or more rests.
@@ -40,7 +44,10 @@ class CallbackThread {
   void start(Job afterAutomatic);
 
   void postAutomatic(Job job);
-  void post(const std::shared_ptr<Lane>& lane, Job job);
+  void post(const std::shared_ptr<Lane>& lane, Job job, bool withdrawable);
+
+  /// Drops the withdrawable jobs of a lane that have not begun.
+  void withdraw(Lane& lane);
 
   /// To be called when the unsent bytes of a lane have fallen below the limit.
   void wake();

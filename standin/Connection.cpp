@@ -15,17 +15,17 @@ namespace asio = boost::asio;
 namespace standin {
 
 void Reply::result(std::string_view json) const {
-  if (line_) finish(rpc::resultReply(line_->elements[index_].id, json));
+  finish(wanted() ? rpc::resultReply(element().id, json) : "");
 }
 
 void Reply::error(const rpc::Error& error) const {
-  if (line_) finish(rpc::errorReply(line_->elements[index_].id, error));
+  finish(wanted() ? rpc::errorReply(element().id, error) : "");
 }
 
+// Always posted: an answer at once must not run into the reading of the next request.
 void Reply::finish(std::string text) const {
-  connection_->lane_->unsentBytes += text.size();
   asio::post(mainLoop(), [reply = *this, text = std::move(text)]() mutable {
-    reply.connection_->answered(reply.line_.get(), reply.index_, std::move(text));
+    reply.connection_->answered(*reply.line_, reply.index_, std::move(text));
   });
 }
 
@@ -34,10 +34,13 @@ Connection::Connection(SocketServer& server, Socket socket)
 
 void Connection::start() { read(); }
 
-std::size_t Connection::unsentBytes() const { return lane_->unsentBytes + notificationBytes_; }
+std::size_t Connection::unsentBytes() const {
+  return lane_->unsentBytes + heldBytes_ + notificationBytes_;
+}
 
 bool Connection::resting() const {
-  return lane_->unsentBytes >= maxUnsentReplyBytes || inFlight_ >= maxRequestsInFlight;
+  return lane_->unsentBytes >= maxUnsentReplyBytes || inFlight_ >= maxRequestsInFlight ||
+         requestBytes_ >= maxRequestBytesInFlight;
 }
 
 void Connection::read() {
@@ -51,9 +54,12 @@ void Connection::read() {
 
 void Connection::received(const boost::system::error_code& error, std::size_t bytes) {
   reading_ = false;
-  if (closed_) return;
+  if (closed_ || inputEnded_) return;
   if (error && error != asio::error::eof) return close();
-  if (error) inputEnded_ = true;
+  if (error) {
+    inputEnded_ = true;
+    awaitHangUp();
+  }
   input_.append(chunk_.data(), bytes);
   goOn();
 }
@@ -81,18 +87,28 @@ void Connection::takeLines() {
     begin = end + 1;
   }
   input_.erase(0, begin);
-  if (searched_ > maxLineBytes) refuseTooLong();
+  if (!inputEnded_ && searched_ > maxLineBytes) refuseTooLong();
+}
+
+// A client that only has nothing more to say still gets its replies; one that is gone does not.
+void Connection::awaitHangUp() {
+  socket_.async_wait(Socket::wait_error, [self = shared_from_this()](const auto& error) {
+    if (!error) self->close();
+  });
+}
+
+void Connection::accept(const std::shared_ptr<RequestLine>& line) {
+  line->open = line->elements.size();
+  inFlight_ += line->open;
+  requestBytes_ += line->bytes;
+  lines_.push_back(line);
 }
 
 void Connection::refuseTooLong() {
-  input_.clear();
-  searched_ = 0;
-  inputEnded_ = true;
-  auto line = std::make_shared<ReplyLine>();
-  line->elements.push_back({"null", ""});
-  line->open = 1;
-  replies_.push_back(line);
-  ++inFlight_;
+  endInput();
+  auto line = std::make_shared<RequestLine>();
+  line->elements.push_back({.id = "null", .wantsReply = true, .text = ""});
+  accept(line);
   Reply(shared_from_this(), line, 0)
       .error({rpc::invalidRequest,
               "a request line holds at most " + std::to_string(maxLineBytes) + " bytes"});
@@ -100,32 +116,26 @@ void Connection::refuseTooLong() {
 
 void Connection::serveLine(std::string_view text) {
   rpc::Line requests = rpc::parseLine(text);
-  auto line = std::make_shared<ReplyLine>();
+  auto line = std::make_shared<RequestLine>();
   line->batch = requests.batch;
+  line->bytes = text.size();
   for (const rpc::Request& request : requests.requests) {
-    if (request.wantsReply) line->elements.push_back({request.id, ""});
+    line->elements.push_back({.id = request.id, .wantsReply = request.wantsReply, .text = ""});
   }
-  line->open = line->elements.size();
-  if (line->open != 0) {
-    replies_.push_back(line);
-    inFlight_ += line->open;
-  }
-  std::size_t index = 0;
-  for (rpc::Request& request : requests.requests) {
-    const Reply reply(shared_from_this(), request.wantsReply ? line : nullptr, index);
-    if (request.wantsReply) ++index;
-    server_.serve(request, reply);
+  accept(line);
+  for (std::size_t i = 0; i < requests.requests.size(); ++i) {
+    server_.serve(requests.requests[i], Reply(shared_from_this(), line, i));
   }
 }
 
-void Connection::answered(ReplyLine* line, std::size_t index, std::string text) {
+void Connection::answered(RequestLine& line, std::size_t index, std::string text) {
+  RequestLine::Element& element = line.elements[index];
   // A reply that comes after the end of the connection, or again, counts for nothing.
-  if (closed_ || !line->elements[index].text.empty()) {
-    lane_->unsentBytes -= text.size();
-    return;
-  }
-  line->elements[index].text = std::move(text);
-  --line->open;
+  if (closed_ || !element.open) return;
+  element.open = false;
+  element.text = std::move(text);
+  heldBytes_ += element.text.size();
+  --line.open;
   --inFlight_;
   releaseReplies();
   send();
@@ -134,23 +144,25 @@ void Connection::answered(ReplyLine* line, std::size_t index, std::string text) 
 
 // Moves finished lines to the outgoing ones, as far as the order of the requests allows.
 void Connection::releaseReplies() {
-  while (!replies_.empty() && replies_.front()->open == 0) {
-    const std::shared_ptr<ReplyLine> line = std::move(replies_.front());
-    replies_.pop_front();
-    std::size_t replyBytes = 0;
-    auto text = std::make_shared<std::string>();
-    if (line->batch) *text += '[';
+  while (!lines_.empty() && lines_.front()->open == 0) {
+    const std::shared_ptr<RequestLine> line = std::move(lines_.front());
+    lines_.pop_front();
+    requestBytes_ -= line->bytes;
+    std::string text;
     for (auto& element : line->elements) {
-      if (replyBytes != 0) *text += ',';
-      replyBytes += element.text.size();
-      if (text->empty()) {
-        *text = std::move(element.text);
+      if (!element.wantsReply) continue;
+      heldBytes_ -= element.text.size();
+      if (text.empty()) {
+        text = line->batch ? "[" + element.text : std::move(element.text);
       } else {
-        *text += element.text;
+        text += ',' + element.text;
       }
     }
-    *text += line->batch ? "]\n" : "\n";
-    outgoing_.push_back({std::move(text), replyBytes});
+    if (text.empty()) continue;
+    text += line->batch ? "]\n" : "\n";
+    lane_->unsentBytes += text.size();
+    const std::size_t bytes = text.size();
+    outgoing_.push_back({std::make_shared<const std::string>(std::move(text)), bytes});
   }
   if (unsentBytes() > maxUnsentBytes) server_.cutOff(*this);
 }
@@ -189,19 +201,22 @@ void Connection::sent(const boost::system::error_code& error, std::size_t chunks
     lane_->unsentBytes -= chunk.replyBytes;
     outgoing_.pop_front();
   }
-  if (wasResting && lane_->unsentBytes < maxUnsentReplyBytes) server_.laneDrained();
+  if (wasResting && lane_->unsentBytes < maxUnsentReplyBytes) server_.drained();
   send();
   goOn();
 }
 
-void Connection::finish(const rpc::Error& error) {
+void Connection::endInput() {
   inputEnded_ = true;
   input_.clear();
   searched_ = 0;
-  const auto open = replies_;
+}
+
+void Connection::finish(const rpc::Error& error) {
+  const auto open = lines_;
   for (const auto& line : open) {
     for (std::size_t i = 0; i < line->elements.size(); ++i) {
-      if (line->elements[i].text.empty()) Reply(shared_from_this(), line, i).error(error);
+      if (line->elements[i].open) Reply(shared_from_this(), line, i).error(error);
     }
   }
   goOn();
@@ -212,17 +227,10 @@ void Connection::close() {
   closed_ = true;
   boost::system::error_code ignored;
   socket_.close(ignored);
-  // What is left of the lane must not rest for replies that nobody will read.
-  std::size_t dropped = 0;
-  for (const Chunk& chunk : outgoing_) dropped += chunk.replyBytes;
-  for (const auto& line : replies_) {
-    for (const auto& element : line->elements) dropped += element.text.size();
-  }
-  lane_->unsentBytes -= dropped;
   // An unfinished write still reads from the texts of outgoing_.
   if (!sending_) outgoing_.clear();
-  replies_.clear();
-  server_.laneDrained();
+  lines_.clear();
+  lane_->unsentBytes = 0;
   server_.forget(*this);
 }
 

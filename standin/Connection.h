@@ -17,32 +17,39 @@ namespace standin {
 class SocketServer;
 class Connection;
 
-/// A line of replies in the making: one reply, or those of a batch.
-struct ReplyLine {
+/// A line of requests, and its replies in the making: one, or those of a batch.
+struct RequestLine {
   struct Element {
     std::string id;    ///< JSON text
-    std::string text;  ///< the reply; empty while it is open
+    bool wantsReply;   ///< false for a notification
+    std::string text;  ///< the reply
+    bool open = true;
   };
   bool batch = false;
+  std::size_t bytes = 0;  ///< of the line as it came
   std::vector<Element> elements;
   std::size_t open = 0;
 };
 
-/// The right to answer one request, once, from any thread. Unused for a notification.
+/// The right to answer one request, once, from any thread. A notification is answered, too, which
+/// ends it; nothing is sent.
 class Reply {
  public:
-  Reply(std::shared_ptr<Connection> connection, std::shared_ptr<ReplyLine> line, std::size_t index)
+  Reply(std::shared_ptr<Connection> connection, std::shared_ptr<RequestLine> line,
+        std::size_t index)
       : connection_(std::move(connection)), line_(std::move(line)), index_(index) {}
 
   void result(std::string_view json) const;
   void error(const rpc::Error& error) const;
   const std::shared_ptr<Connection>& connection() const { return connection_; }
+  bool wanted() const { return element().wantsReply; }
 
  private:
+  const RequestLine::Element& element() const { return line_->elements[index_]; }
   void finish(std::string text) const;
 
   std::shared_ptr<Connection> connection_;
-  std::shared_ptr<ReplyLine> line_;  ///< null for a notification
+  std::shared_ptr<RequestLine> line_;
   std::size_t index_;
 };
 
@@ -59,6 +66,9 @@ class Connection : public std::enable_shared_from_this<Connection> {
 
   /// Queues a notification line.
   void notify(const Text& line);
+
+  /// Takes no further request.
+  void endInput();
 
   /// Answers what is still open with an error, and closes once everything is sent.
   void finish(const rpc::Error& error);
@@ -84,7 +94,9 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void takeLines();
   void serveLine(std::string_view text);
   void refuseTooLong();
-  void answered(ReplyLine* line, std::size_t index, std::string text);
+  void accept(const std::shared_ptr<RequestLine>& line);
+  void answered(RequestLine& line, std::size_t index, std::string text);
+  void awaitHangUp();
   void releaseReplies();
   void send();
   void sent(const boost::system::error_code& error, std::size_t chunks);
@@ -96,11 +108,13 @@ class Connection : public std::enable_shared_from_this<Connection> {
   std::shared_ptr<CallbackThread::Lane> lane_ = std::make_shared<CallbackThread::Lane>();
   std::array<char, 65536> chunk_;
   std::string input_;
-  std::size_t searched_ = 0;  ///< bytes of input_ that hold no line end
-  std::deque<std::shared_ptr<ReplyLine>> replies_;
+  std::size_t searched_ = 0;                        ///< bytes of input_ that hold no line end
+  std::deque<std::shared_ptr<RequestLine>> lines_;  ///< not yet answered whole, in order
   std::deque<Chunk> outgoing_;
+  std::size_t heldBytes_ = 0;  ///< of replies that wait for an earlier one
   std::size_t notificationBytes_ = 0;
-  std::size_t inFlight_ = 0;
+  std::size_t requestBytes_ = 0;  ///< of the lines in lines_
+  std::size_t inFlight_ = 0;      ///< requests that are open
   bool reading_ = false;
   bool sending_ = false;
   bool inputEnded_ = false;

@@ -5,6 +5,8 @@
 #include <boost/json/serialize.hpp>
 #include <utility>
 
+#include "standin/Limits.h"
+
 namespace json = boost::json;
 
 namespace standin::rpc {
@@ -21,8 +23,9 @@ Request parseRequest(const json::value& value) {
   if (object == nullptr) return invalid("a request is an object");
   Request request;
   const json::value* id = object->if_contains("id");
-  if (id != nullptr && !id->is_string() && !id->is_number() && !id->is_null()) {
-    return invalid("id must be a string, a number or null");
+  // A number with a fraction or an exponent would not come back as it was sent.
+  if (id != nullptr && !id->is_string() && !id->is_int64() && !id->is_uint64() && !id->is_null()) {
+    return invalid("id must be a string, an integer of 64 bits or null");
   }
   request.wantsReply = id != nullptr;
   if (id != nullptr) request.id = json::serialize(*id);
@@ -47,8 +50,8 @@ Request parseRequest(const json::value& value) {
       request.params = params->get_object();
     } else if (!params->is_array()) {
       return refuse(invalidRequest, "params must be an object");
-    } else if (!params->get_array().empty()) {
-      return refuse(badParameters, "parameters are given by name, in an object");
+    } else {
+      request.positionalParams = !params->get_array().empty();
     }
   }
   return request;
@@ -91,7 +94,8 @@ std::string withoutBadUtf8(std::string_view text) {
 
 Line parseLine(std::string_view text) {
   json::parse_options options;
-  options.max_depth = maxNesting;
+  const bool isBatch = text.find_first_not_of(" \t\r") == text.find('[');
+  options.max_depth = maxNesting + (isBatch ? 1 : 0);
   json::error_code error;
   json::monotonic_resource memory;
   const json::value value = json::parse(text, error, &memory, options);
@@ -105,6 +109,9 @@ Line parseLine(std::string_view text) {
   } else if (const json::array* batch = value.if_array()) {
     if (batch->empty()) {
       line.requests.push_back(invalid("a batch holds at least one request"));
+    } else if (batch->size() > maxBatch) {
+      line.requests.push_back(
+          invalid("a batch holds at most " + std::to_string(maxBatch) + " requests"));
     } else {
       line.batch = true;
       line.requests.reserve(batch->size());

@@ -25,7 +25,7 @@ struct Error {
   std::string message;
 };
 
-/// Nesting of arrays and objects in one line.
+/// Nesting of arrays and objects in one request.
 constexpr unsigned int maxNesting = 32;
 
 /// One request of a line. Without `wantsReply` it is a notification; `error` is set, with a code
@@ -35,6 +35,7 @@ struct Request {
   std::string id = "null";  ///< JSON text
   std::string method;
   boost::json::object params;
+  bool positionalParams = false;  ///< given as a list, which no method takes
   Error error{};
 };
 

@@ -28,20 +28,29 @@ std::string utcTime() {
   return text;
 }
 
+void appendEscape(std::string& out, unsigned char byte) {
+  char escape[8];
+  std::snprintf(escape, sizeof escape, "\\x%02x", byte);
+  out += escape;
+}
+
 // No control character survives, so that no text can forge a second line.
 void appendEscaped(std::string& out, std::string_view text) {
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (character == '\n') {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+    if (byte == '\n') {
       out += "\\n";
-    } else if (character == '\t') {
+    } else if (byte == '\t') {
       out += "\\t";
     } else if (byte < 0x20 || byte == 0x7F) {
-      char escape[8];
-      std::snprintf(escape, sizeof escape, "\\x%02x", byte);
-      out += escape;
+      appendEscape(out, byte);
+    } else if (byte == 0xC2 && next >= 0x80 && next <= 0x9F) {  // U+0080 to U+009F
+      appendEscape(out, byte);
+      appendEscape(out, next);
+      ++i;
     } else {
-      out += character;
+      out += text[i];
     }
   }
 }

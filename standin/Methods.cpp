@@ -23,11 +23,7 @@ Refusal missingCallback(const char* method) {
           std::string("the daemon has registered no callback for ") + method};
 }
 
-std::string hexId(std::uint32_t id) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%x", id);
-  return text;
-}
+std::string hexId(std::uint32_t id) { return "0x" + Zel::hexText(id); }
 
 /// Reads one key block of the record; throws a Refusal when it is none.
 boost::shared_ptr<Zel::RecordKeys> readKeys(std::uint32_t recordId, bool wildcardAllowed,
@@ -38,7 +34,7 @@ boost::shared_ptr<Zel::RecordKeys> readKeys(std::uint32_t recordId, bool wildcar
     throw Refusal{Zel::MGMT_BAD_KEY_VALUE,
                   "record " + hexId(recordId) + " has no key class, and key blocks were given"};
   }
-  const boost::shared_ptr<Zel::RecordKeys> keys = create->second(wildcardAllowed);
+  boost::shared_ptr<Zel::RecordKeys> keys = create->second(wildcardAllowed);
   Zel::SerialStream stream = Zel::blockReader(block);
   keys->deserialize(stream);
   if (!keys->valid) {
@@ -62,7 +58,7 @@ boost::shared_ptr<Zel::Record> readRecord(Block block) {
     throw Refusal{Zel::MGMT_INVALID_RECORD_ID,
                   "there is no record class for the id " + hexId(recordId)};
   }
-  const boost::shared_ptr<Zel::Record> record = create->second();
+  boost::shared_ptr<Zel::Record> record = create->second();
   stream.readPos = 0;
   record->deserialize(stream);
   if (!record->valid) {
@@ -242,12 +238,12 @@ OamService::Work OamService::prepareSetIndResult(Parameters& parameters) {
   const std::uint32_t setIndId = parameters.number("setIndId");
   const auto result = static_cast<Zel::MgmtResult>(parameters.result("result"));
   return [=, this](const Reply& reply) {
+    if (!slots_.setIndResult) return answerFilled(reply, false);
     const boost::shared_ptr<Zel::Record> record = takeSetInd(setIndId);
     if (!record) {
       return reply.error({rpc::badParameters, "setIndId " + std::to_string(setIndId) +
                                                   " names no outstanding set indication"});
     }
-    if (!slots_.setIndResult) return answerFilled(reply, false);
     reply.result(resultText(slots_.setIndResult(record, result)).take());
   };
 }

@@ -113,7 +113,7 @@ boost::shared_ptr<Zel::Record> OamService::takeSetInd(std::uint32_t setIndId) {
   const std::lock_guard lock(setIndMutex_);
   const auto found = outstandingSetInds_.find(setIndId);
   if (found == outstandingSetInds_.end()) return nullptr;
-  const boost::shared_ptr<Zel::Record> record = std::move(found->second);
+  boost::shared_ptr<Zel::Record> record = std::move(found->second);
   outstandingSetInds_.erase(found);
   return record;
 }
@@ -129,13 +129,14 @@ bool OamService::sendSetInd(const boost::shared_ptr<Zel::Record>& record,
     if (outstandingSetInds_.size() > maxOutstandingSetInds) {
       outstandingSetInds_.erase(outstandingSetInds_.begin());
     }
+    // With the lock, so that the numbers go out in their order.
+    publish("setInd", rpc::ObjectText()
+                          .add("setIndId", std::int64_t{setIndId})
+                          .addJson("record", quotedBlock(*record))
+                          .add("opType", std::int64_t{opType})
+                          .add("applyAction", std::int64_t{applyAction})
+                          .take());
   }
-  publish("setInd", rpc::ObjectText()
-                        .add("setIndId", std::int64_t{setIndId})
-                        .addJson("record", quotedBlock(*record))
-                        .add("opType", std::int64_t{opType})
-                        .add("applyAction", std::int64_t{applyAction})
-                        .take());
   if (environment().automatic) {
     callbacks_.postAutomatic([this, setIndId] {
       const boost::shared_ptr<Zel::Record> outstanding = takeSetInd(setIndId);
@@ -174,7 +175,7 @@ bool OamService::sendDeferredSetRspInd(std::uint16_t transactionId, Zel::MgmtRes
 }
 
 void OamService::serve(rpc::Request& request, const Reply& reply) {
-  Parameters parameters(request.params);
+  Parameters parameters(request.params, request.positionalParams);
   const auto method = methods().find(request.method);
   try {
     if (request.method == "status") {
@@ -191,7 +192,10 @@ void OamService::serve(rpc::Request& request, const Reply& reply) {
       Work work = (this->*method->second)(parameters);
       parameters.finish();
       ++requests_[request.method];
-      callbacks_.post(reply.connection()->lane(), [work = std::move(work), reply] { work(reply); });
+      // Nobody waits for the answer once the client is gone; a notification expects none.
+      callbacks_.post(
+          reply.connection()->lane(), [work = std::move(work), reply] { work(reply); },
+          reply.wanted());
     } else {
       reply.error({rpc::unknownMethod, "there is no method " + request.method});
     }

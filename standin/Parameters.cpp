@@ -69,7 +69,14 @@ std::string element(std::string_view name, std::size_t index) {
 
 }  // namespace
 
+void Parameters::refusePositional() const {
+  if (positional_) {
+    throw rpc::Error{rpc::badParameters, "parameters are given by name, in an object"};
+  }
+}
+
 const json::value* Parameters::find(std::string_view name) {
+  refusePositional();
   asked_.push_back(name);
   return params_.if_contains(name);
 }
@@ -149,6 +156,7 @@ std::vector<Block> Parameters::blocks(std::string_view name) {
 }
 
 void Parameters::finish() const {
+  refusePositional();
   for (const auto& member : params_) {
     if (std::find(asked_.begin(), asked_.end(), member.key()) == asked_.end()) {
       refuse(member.key(), "is no parameter of this method");

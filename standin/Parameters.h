@@ -17,7 +17,8 @@ using Block = std::vector<std::uint8_t>;
 /// asked for is an error, too.
 class Parameters {
  public:
-  explicit Parameters(const boost::json::object& params) : params_(params) {}
+  Parameters(const boost::json::object& params, bool positional)
+      : params_(params), positional_(positional) {}
 
   std::uint32_t recordId(std::string_view name);
   std::vector<std::uint16_t> groups(std::string_view name);
@@ -35,10 +36,12 @@ class Parameters {
   void finish() const;
 
  private:
+  void refusePositional() const;
   const boost::json::value* find(std::string_view name);
   const boost::json::value& require(std::string_view name);
 
   const boost::json::object& params_;
+  const bool positional_;
   std::vector<std::string_view> asked_;
 };
 

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <mutex>
+#include <utility>
 
 #include "standin/MainLoop.h"
 
@@ -125,7 +126,8 @@ Process::~Process() { theProcess = nullptr; }
 void Process::halt() {
   {
     const std::lock_guard lock(stopSignal().mutex);
-    stopSignal().stopping = true;
+    // The loop runs once more to send what is answered: a second stop must not cut that off.
+    if (std::exchange(stopSignal().stopping, true)) return;
   }
   stopSignal().raised.notify_all();
   standin::mainLoop().stop();

@@ -1,7 +1,5 @@
 #include "standin/Replies.h"
 
-#include <cstdio>
-
 #include "records/Block.h"
 
 namespace standin {
@@ -11,11 +9,7 @@ std::string inQuotes(const std::string& text) { return '"' + text + '"'; }
 
 }  // namespace
 
-std::string groupText(std::uint16_t group) {
-  char text[16];
-  std::snprintf(text, sizeof text, "\"0x%x\"", group);
-  return text;
-}
+std::string groupText(std::uint16_t group) { return inQuotes("0x" + Zel::hexText(group)); }
 
 std::string groupsText(Zel::OamSvcRegInd::SvcRegType type,
                        const std::vector<std::uint16_t>& groups) {

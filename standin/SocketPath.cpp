@@ -30,13 +30,18 @@ const sockaddr* generic(const sockaddr_un& address) {
 
 SocketPath::~SocketPath() {
   if (socket_ >= 0) ::close(socket_);
+  remove();
+  // The lock file stays: removing it would let two daemons lock two files of the same name.
+  if (lock_ >= 0) ::close(lock_);
+}
+
+void SocketPath::remove() {
   struct stat status {};
   if (inode_ != 0 && ::lstat(path_.c_str(), &status) == 0 && status.st_dev == device_ &&
       status.st_ino == inode_) {
     ::unlink(path_.c_str());
   }
-  // The lock file stays: removing it would let two daemons lock two files of the same name.
-  if (lock_ >= 0) ::close(lock_);
+  inode_ = 0;
 }
 
 std::string SocketPath::failure(const std::string& what, int error) const {

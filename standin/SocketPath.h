@@ -8,8 +8,8 @@
 
 namespace standin {
 
-/// A claimed path: a bound socket and an advisory lock on `PATH.lock`, held until destruction,
-/// which removes the path if it still is ours. Main thread only.
+/// A claimed path: a bound socket and an advisory lock on `PATH.lock`, held until destruction. Main
+/// thread only.
 class SocketPath {
  public:
   SocketPath() = default;
@@ -23,6 +23,9 @@ class SocketPath {
 
   /// Lets connections queue up, from now on. Returns an empty string, or why it failed.
   std::string listen();
+
+  /// Removes the path, if it still is ours; so does the destructor.
+  void remove();
 
   /// Hands the bound socket, which does not block, over to the caller.
   int takeDescriptor() { return std::exchange(socket_, -1); }

@@ -23,10 +23,10 @@ const rpc::Error stoppingError{rpc::stopping, "the process is stopping"};
 SocketServer::SocketServer(CallbackThread& callbacks, Serve serve)
     : callbacks_(callbacks), serve_(std::move(serve)), acceptor_(mainLoop()), retry_(mainLoop()) {}
 
-std::string SocketServer::listen() { return path_->listen(); }
+std::string SocketServer::listen() { return path_.listen(); }
 
 void SocketServer::startAccepting() {
-  acceptor_.assign(Protocol(), path_->takeDescriptor());
+  acceptor_.assign(Protocol(), path_.takeDescriptor());
   accept();
 }
 
@@ -90,6 +90,7 @@ void SocketServer::cutOff(Connection& connection) {
 }
 
 void SocketServer::forget(Connection& connection) {
+  callbacks_.withdraw(*connection.lane());
   connections_.erase(connection.shared_from_this());
 }
 
@@ -98,11 +99,12 @@ void SocketServer::shutDown() {
   boost::system::error_code ignored;
   acceptor_.close(ignored);
   retry_.cancel();
-  path_.reset();
+  path_.remove();
+  const auto connections = connections_;
+  for (const auto& connection : connections) connection->endInput();
   asio::io_context& loop = mainLoop();
   loop.restart();
   loop.poll();  // replies that the callback thread has made
-  const auto connections = connections_;
   for (const auto& connection : connections) connection->finish(stoppingError);
   const auto deadline = std::chrono::steady_clock::now() + shutDownTime;
   while (!connections_.empty() && loop.run_one_until(deadline) != 0) {

@@ -33,7 +33,7 @@ class SocketServer {
   SocketServer(CallbackThread& callbacks, Serve serve);
 
   /// Claims the path. Returns an empty string, or why it failed.
-  std::string claim(const std::string& path) { return path_->claim(path); }
+  std::string claim(const std::string& path) { return path_.claim(path); }
 
   /// Lets clients connect; they are served from `startAccepting` on, in the main loop.
   std::string listen();
@@ -52,7 +52,7 @@ class SocketServer {
   void serve(rpc::Request& request, const Reply& reply);
   void cutOff(Connection& connection);
   void forget(Connection& connection);
-  void laneDrained() { callbacks_.wake(); }
+  void drained() { callbacks_.wake(); }
 
  private:
   using Protocol = boost::asio::local::stream_protocol;
@@ -63,7 +63,7 @@ class SocketServer {
 
   CallbackThread& callbacks_;
   Serve serve_;
-  std::unique_ptr<SocketPath> path_ = std::make_unique<SocketPath>();
+  SocketPath path_;
   Protocol::acceptor acceptor_;
   boost::asio::steady_timer retry_;
   std::set<std::shared_ptr<Connection>> connections_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <limits>
+#include <optional>
 
 #include "records/MgmtEnums.h"
 
@@ -24,22 +25,27 @@ std::string lowerCase(std::string text) {
   return text;
 }
 
-/// A number, or one of the texts that `textOf` gives for 0 to `last`, whatever the case.
-std::int64_t numberOrText(const std::string& given, const char* what, std::int64_t min,
-                          std::uint32_t last, const char* (*textOf)(std::uint32_t)) {
+std::optional<std::int64_t> parsedNumber(const std::string& text) {
   std::int64_t number = 0;
-  const auto [end, error] = std::from_chars(given.data(), given.data() + given.size(), number);
-  if (error == std::errc() && end == given.data() + given.size() && number >= min &&
-      number <= 0xFFFFFFFF) {
-    return number;
-  }
+  const char* end = text.data() + text.size();
+  const auto [stopped, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || stopped != end) return std::nullopt;
+  return number;
+}
+
+/// A number, or one of the texts that `textOf` gives for `first` to `last`, whatever the case.
+std::int64_t numberOrText(const std::string& given, const char* what, std::int64_t min,
+                          std::uint32_t first, std::uint32_t last,
+                          const char* (*textOf)(std::uint32_t)) {
+  const auto number = parsedNumber(given);
+  if (number && *number >= min && *number <= 0xFFFFFFFF) return *number;
   std::string names;
-  for (std::uint32_t value = 0; value <= last; ++value) {
+  for (std::uint32_t value = first; value <= last; ++value) {
     const std::string name = lowerCase(textOf(value));
     if (name == lowerCase(given)) return value;
-    if (name != "???") names += " " + name;
+    names += (names.empty() ? "" : ", ") + name;
   }
-  throw UsageError{std::string(what) + " is a number or one of:" + names};
+  throw UsageError{std::string(what) + " is a number or one of: " + names};
 }
 
 }  // namespace
@@ -77,18 +83,33 @@ bool hasWildcard(const std::vector<std::vector<Assignment>>& sets) {
   return false;
 }
 
-std::int64_t number(const std::string& word, const char* what) {
-  return numberOrText(word, what, 0, 0, [](std::uint32_t) { return "???"; });
+std::int64_t number(const std::string& word, const char* what, std::int64_t max) {
+  const auto parsed = parsedNumber(word);
+  if (!parsed || *parsed < 0 || *parsed > max) {
+    throw UsageError{std::string(what) + " is a number from 0 to " + std::to_string(max)};
+  }
+  return *parsed;
+}
+
+double seconds(const std::string& word, const char* what) {
+  constexpr double aYear = 365 * 86400.0;
+  double parsed = -1;
+  const char* end = word.data() + word.size();
+  const auto [stopped, error] = std::from_chars(word.data(), end, parsed);
+  if (error != std::errc() || stopped != end || !(parsed >= 0 && parsed <= aYear)) {
+    throw UsageError{std::string(what) + " is a number of seconds"};
+  }
+  return parsed;
 }
 
 std::int64_t opTypeNamed(const std::string& word) {
-  return numberOrText(word, "--op", 0, Zel::MGMT_OPTYPE_ACTION, [](std::uint32_t value) {
-    return Zel::mgmtOpTypeText(static_cast<Zel::MgmtOpType>(value));
-  });
+  return numberOrText(
+      word, "--op", 0, Zel::MGMT_OPTYPE_INSERT, Zel::MGMT_OPTYPE_ACTION,
+      [](std::uint32_t value) { return Zel::mgmtOpTypeText(static_cast<Zel::MgmtOpType>(value)); });
 }
 
 std::int64_t applyActionNamed(const std::string& word) {
-  return numberOrText(word, "--apply-action", 0, Zel::APPLY_REBOOT_REQUIRED,
+  return numberOrText(word, "--apply-action", 0, 0, Zel::APPLY_REBOOT_REQUIRED,
                       [](std::uint32_t value) {
                         return Zel::applyActionText(static_cast<Zel::ApplyActionType>(value));
                       });
@@ -97,7 +118,7 @@ std::int64_t applyActionNamed(const std::string& word) {
 std::int64_t managementResultNamed(const std::string& word) {
   constexpr std::uint32_t last = 33;
   return numberOrText(
-      word, "RESULT", std::numeric_limits<std::int32_t>::min(), last,
+      word, "RESULT", std::numeric_limits<std::int32_t>::min(), 0, last,
       [](std::uint32_t value) { return Zel::mgmtResultText(static_cast<Zel::MgmtResult>(value)); });
 }
 

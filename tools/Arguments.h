@@ -22,8 +22,11 @@ std::vector<Assignment> assignments(const Words& words, std::size_t first);
 std::vector<std::vector<Assignment>> keySets(const Words& words, std::size_t first);
 bool hasWildcard(const std::vector<std::vector<Assignment>>& sets);
 
-/// A number of at most 32 bits, `what` in messages.
-std::int64_t number(const std::string& word, const char* what);
+/// A number from 0 to `max`, `what` in messages.
+std::int64_t number(const std::string& word, const char* what, std::int64_t max);
+
+/// A time from 0 to a year.
+double seconds(const std::string& word, const char* what);
 
 /// By number or by text, whatever the case.
 std::int64_t opTypeNamed(const std::string& word);

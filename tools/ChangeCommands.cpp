@@ -13,15 +13,13 @@ namespace tools {
 namespace {
 
 json::object changeParameters(const Invocation& invocation, const RecordType& type) {
-  const std::int64_t opType = invocation.has("op")
-                                  ? opTypeNamed(invocation.options["op"].as<std::string>())
-                                  : std::int64_t{Zel::MGMT_OPTYPE_SET};
+  const std::int64_t opType = invocation.has("op") ? opTypeNamed(invocation.text("op"))
+                                                   : std::int64_t{Zel::MGMT_OPTYPE_SET};
   json::object parameters{{"record", type.encode(assignments(invocation.words, 1))},
                           {"opType", opType}};
   if (invocation.has("reg-download")) parameters["regDownloadFlag"] = true;
   if (invocation.has("apply-action")) {
-    parameters["applyAction"] =
-        applyActionNamed(invocation.options["apply-action"].as<std::string>());
+    parameters["applyAction"] = applyActionNamed(invocation.text("apply-action"));
   }
   return parameters;
 }
@@ -47,11 +45,12 @@ int set(const Invocation& invocation) {
   json::object parameters = changeParameters(invocation, type);
   std::int64_t transactionId = 0;
   if (invocation.has("transaction")) {
-    transactionId = invocation.options["transaction"].as<std::uint16_t>();
+    transactionId = invocation.number("transaction", 0xFFFF);
     parameters["transactionId"] = transactionId;
   }
   Client client = invocation.connect();
   const bool waits = invocation.has("wait-deferred");
+  const double wait = waits ? invocation.seconds("wait-deferred") : 0;
   if (waits) client.call("subscribe", {});
   json::object reply = client.call("set", parameters);
   std::int64_t result = integerMember(reply, "result");
@@ -62,8 +61,7 @@ int set(const Invocation& invocation) {
     printErrorString(reply);
   }
   if (waits && result == Zel::MGMT_RESPONSE_DEFERRED) {
-    const json::object response =
-        deferredResponse(client, transactionId, invocation.options["wait-deferred"].as<double>());
+    const json::object response = deferredResponse(client, transactionId, wait);
     result = integerMember(response, "result");
     reply["deferredSetRsp"] = response;
     if (!invocation.json) {

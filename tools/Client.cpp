@@ -118,7 +118,10 @@ json::object Client::call(std::string_view method, const json::object& params) {
   stream_.clear();
   for (;;) {
     json::object reply = readMessage("the reply");
-    if (reply.contains("method") && !reply.contains("id")) continue;
+    if (reply.contains("method") && !reply.contains("id")) {
+      notifications_.push_back(std::move(reply));
+      continue;
+    }
     if (const json::value* error = reply.if_contains("error")) {
       if (error->is_object()) refused(error->get_object());
       nonsense("error is no object");
@@ -129,6 +132,11 @@ json::object Client::call(std::string_view method, const json::object& params) {
 }
 
 std::optional<json::object> Client::nextNotification(Duration wait) {
+  if (!notifications_.empty()) {
+    json::object first = std::move(notifications_.front());
+    notifications_.pop_front();
+    return first;
+  }
   stream_.expires_after(wait);
   // What is buffered is whole lines or the beginning of one.
   std::string line;

@@ -5,6 +5,7 @@
 #include <boost/json/object.hpp>
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -35,7 +36,8 @@ class Client {
   /// Each call may take `timeout`, connecting included.
   Client(std::string path, Duration timeout);
 
-  /// Calls a method; returns the reply's `result`. Notifications that come before it are dropped.
+  /// Calls a method; returns the reply's `result`. Notifications that come before it are
+  /// kept.
   boost::json::object call(std::string_view method, const boost::json::object& params);
 
   /// The next notification; nothing when `wait` is over.
@@ -49,6 +51,7 @@ class Client {
   const Duration timeout_;
   boost::asio::local::stream_protocol::iostream stream_;
   std::int64_t lastId_ = 0;
+  std::deque<boost::json::object> notifications_;  ///< that came before a reply
 };
 
 /// Members of a reply; a member that is missing or of another type is a Failure.

@@ -2,20 +2,35 @@
 
 #include <cstdlib>
 
+#include "tools/Arguments.h"
+
 namespace tools {
+
+std::int64_t Invocation::number(const char* option, std::int64_t max) const {
+  return tools::number(text(option), (std::string("--") + option).c_str(), max);
+}
+
+double Invocation::seconds(const char* option) const {
+  return tools::seconds(text(option), (std::string("--") + option).c_str());
+}
 
 Client Invocation::connect() const {
   std::string path = "/run/quorin/oam.sock";
   if (const char* fromEnvironment = std::getenv("KOR_OAM_SOCKET")) path = fromEnvironment;
-  if (has("socket")) path = options["socket"].as<std::string>();
-  const std::chrono::duration<double> timeout(options["timeout"].as<double>());
+  if (has("socket")) path = text("socket");
+  if (path.empty()) throw UsageError{"the path of the socket is empty"};
+  const std::chrono::duration<double> timeout(seconds("timeout"));
   return Client(path, std::chrono::duration_cast<Client::Duration>(timeout));
 }
 
 const std::vector<Command>& commands() {
   static const std::vector<Command> all = {
       {"status", "status", "how the daemon is doing", {}, status},
-      {"records", "records [RECORD]", "the catalogue, or the fields of one record", {}, records},
+      {"records",
+       "records [RECORD] [--markdown]",
+       "the catalogue, or the fields of one record",
+       {"markdown"},
+       records},
       {"get",
        "get RECORD [KEYS...] [--batch-size N] [--clear-on-read] [--wildcard]",
        "read a record; a key name that comes again begins the next key set",

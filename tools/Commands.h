@@ -16,6 +16,10 @@ struct Invocation {
   bool json = false;
 
   bool has(const char* option) const { return options.count(option) != 0; }
+  /// The value of an option that was given. The last two throw a UsageError.
+  const std::string& text(const char* option) const { return options[option].as<std::string>(); }
+  std::int64_t number(const char* option, std::int64_t max) const;
+  double seconds(const char* option) const;
   /// Connects with --socket and --timeout.
   Client connect() const;
 };

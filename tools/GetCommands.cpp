@@ -24,7 +24,7 @@ json::object getParameters(const Invocation& invocation, const RecordType& type)
   if (!blocks.empty()) parameters["queryKeys"] = std::move(blocks);
   if (wildcardAllowed) parameters["wildcardAllowed"] = true;
   if (invocation.has("batch-size")) {
-    parameters["batchSize"] = invocation.options["batch-size"].as<std::uint16_t>();
+    parameters["batchSize"] = invocation.number("batch-size", 0xFFFF);
   }
   if (invocation.has("clear-on-read")) parameters["clearOnRead"] = true;
   return parameters;
@@ -45,7 +45,7 @@ class KeyWalk {
       parameters_["wildcardAllowed"] = wildcardAllowed;
     }
     if (invocation.has("batch-size")) {
-      parameters_["batchSize"] = invocation.options["batch-size"].as<std::uint16_t>();
+      parameters_["batchSize"] = invocation.number("batch-size", 0xFFFF);
     }
   }
 

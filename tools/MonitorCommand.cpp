@@ -82,21 +82,25 @@ json::object notificationJson(const std::string& method, const json::object& par
 
 int monitor(const Invocation& invocation) {
   expectWords(invocation.words, 0, 0, "monitor [--count N] [--for S]");
+  constexpr double forever = 1e8;
+  const std::chrono::duration<double> seconds(invocation.has("for") ? invocation.seconds("for")
+                                                                    : forever);
+  std::uint64_t wanted = std::numeric_limits<std::uint64_t>::max();
+  if (invocation.has("count")) {
+    wanted = static_cast<std::uint64_t>(invocation.number("count", 0xFFFFFFFF));
+  }
   Client client = invocation.connect();
   client.call("subscribe", {});
   std::cerr << "oamctl: subscribed" << std::endl;
-  constexpr double forever = 1e8;
-  const std::chrono::duration<double> seconds(
-      invocation.has("for") ? invocation.options["for"].as<double>() : forever);
   const auto end =
       std::chrono::steady_clock::now() + std::chrono::duration_cast<Client::Duration>(seconds);
-  std::uint64_t wanted = std::numeric_limits<std::uint64_t>::max();
-  if (invocation.has("count")) wanted = invocation.options["count"].as<std::uint32_t>();
   for (std::uint64_t seen = 0; seen < wanted; ++seen) {
     const auto message = client.nextNotification(end - std::chrono::steady_clock::now());
     if (!message) {
       // With --count, the time is a limit; without, it is the plan.
-      return invocation.has("count") ? exitTimedOut : exitSuccess;
+      if (!invocation.has("count")) return exitSuccess;
+      throw Failure{exitTimedOut, std::to_string(seen) + " of " + std::to_string(wanted) +
+                                      " notifications came in time"};
     }
     const std::string method = textMember(*message, "method");
     const json::object& params = objectMember(*message, "params");

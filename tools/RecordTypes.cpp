@@ -123,7 +123,12 @@ void assign(const Assignment& assignment, Zel::Key<T>& key) {
 template <class Owner>
 void assignAll(Owner& owner, const char* what, const std::vector<Assignment>& assignments,
                std::vector<std::string>* missing) {
-  for (const Assignment& assignment : assignments) {
+  for (auto given = assignments.begin(); given != assignments.end(); ++given) {
+    const Assignment& assignment = *given;
+    const auto isSame = [&](const Assignment& other) { return other.name == assignment.name; };
+    if (std::any_of(assignments.begin(), given, isSame)) {
+      throw UsageError{assignment.name + " is given twice"};
+    }
     const bool unknown = Zel::fields::every<Owner>([&]<std::size_t I>() {
       using F = std::remove_cvref_t<decltype(Zel::fields::at<Owner, I>)>;
       if (assignment.name != Zel::fields::at<Owner, I>.name) return true;
@@ -317,10 +322,6 @@ const RecordType& recordTypeNamed(const std::string& nameOrId) {
   throw UsageError{"there is no record " + nameOrId + "; 'oamctl records' lists them"};
 }
 
-std::string hexId(std::uint32_t id) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%x", id);
-  return text;
-}
+std::string hexId(std::uint32_t id) { return "0x" + Zel::hexText(id); }
 
 }  // namespace tools

@@ -36,11 +36,41 @@ void printFields(const char* heading, const std::vector<FieldType>& fields) {
   table.print();
 }
 
+/// The catalogue as docs/records.md shows it.
+void printMarkdown() {
+  std::cout << "# The catalogue\n\n"
+               "Written by `oamctl records --markdown`; a test compares.\n\n"
+               "| record | id | made by the framework | fields, in wire order | keys |\n"
+               "|---|---|---|---|---|\n";
+  const auto list = [](const std::vector<FieldType>& fields) {
+    std::string text;
+    for (const FieldType& field : fields) {
+      text += (text.empty() ? "`" : "; `") + field.name + "` " + field.type;
+      if (!field.range.empty()) text += ", " + field.range;
+    }
+    return text;
+  };
+  for (const RecordType& type : recordTypes()) {
+    std::cout << "| " << type.name << " | " << hexId(type.id) << " | "
+              << (type.registered ? "yes" : "no") << " | " << list(type.fields) << " | "
+              << list(type.keys) << " |\n";
+  }
+  std::cout << "\n| notification | kind | id |\n|---|---|---|\n";
+  for (const NotificationType& type : notificationTypes()) {
+    std::cout << "| " << type.name << " | " << type.kind << " | " << hexId(type.id) << " |\n";
+  }
+}
+
 }  // namespace
 
 int records(const Invocation& invocation) {
   expectWords(invocation.words, 0, 1, "records [RECORD]");
-  if (invocation.words.empty() && invocation.json) {
+  if (invocation.has("markdown") && !invocation.words.empty()) {
+    throw UsageError{"--markdown is for the whole catalogue"};
+  }
+  if (invocation.has("markdown")) {
+    printMarkdown();
+  } else if (invocation.words.empty() && invocation.json) {
     json::array all;
     for (const RecordType& type : recordTypes()) all.push_back(jsonOf(type));
     printJson(all);

@@ -1,5 +1,6 @@
 // oamctl svc-reg and set-ind-result: outcomes that the framework reports.
 #include <boost/json/array.hpp>
+#include <sstream>
 
 #include "tools/Arguments.h"
 #include "tools/Commands.h"
@@ -8,6 +9,23 @@
 namespace json = boost::json;
 
 namespace tools {
+
+namespace {
+
+/// Groups as the daemon's own option takes them: in hexadecimal, with ':' between.
+json::array groupsOf(const Words& words, std::size_t first) {
+  json::array groups;
+  for (std::size_t i = first; i < words.size(); ++i) {
+    std::istringstream word(words[i]);
+    for (std::string group; std::getline(word, group, ':');) {
+      const bool prefixed = group.starts_with("0x") || group.starts_with("0X");
+      groups.emplace_back(prefixed ? group : "0x" + group);
+    }
+  }
+  return groups;
+}
+
+}  // namespace
 
 int svcReg(const Invocation& invocation) {
   const Words& words = invocation.words;
@@ -18,32 +36,19 @@ int svcReg(const Invocation& invocation) {
   if (words.front() != "result" || words.size() < 3) {
     throw UsageError{"usage: oamctl svc-reg [result KIND RESULT GROUPS...]"};
   }
-  json::array groups;
-  for (std::size_t i = 3; i < words.size(); ++i) {
-    std::string rest = words[i];
-    for (std::size_t colon; (colon = rest.find(':')) != std::string::npos;) {
-      groups.emplace_back(rest.substr(0, colon));
-      rest.erase(0, colon + 1);
-    }
-    if (!rest.empty()) groups.emplace_back(rest);
-  }
-  for (json::value& group : groups) {
-    json::string& text = group.get_string();
-    if (!text.starts_with("0x") && !text.starts_with("0X")) text.insert(0, "0x");
-  }
-  return printResult(
-      invocation, "service registration outcome reported",
-      invocation.connect().call("svcRegResult", {{"kind", number(words[1], "KIND")},
-                                                 {"result", managementResultNamed(words[2])},
-                                                 {"groups", std::move(groups)}}));
+  const json::object parameters{{"kind", number(words[1], "KIND", 0xFFFFFFFF)},
+                                {"result", managementResultNamed(words[2])},
+                                {"groups", groupsOf(words, 3)}};
+  return printResult(invocation, "service registration outcome reported",
+                     invocation.connect().call("svcRegResult", parameters));
 }
 
 int setIndResult(const Invocation& invocation) {
   expectWords(invocation.words, 2, 2, "set-ind-result ID RESULT");
+  const json::object parameters{{"setIndId", number(invocation.words[0], "ID", 0xFFFFFFFF)},
+                                {"result", managementResultNamed(invocation.words[1])}};
   return printResult(invocation, "outcome of set indication " + invocation.words[0],
-                     invocation.connect().call(
-                         "setIndResult", {{"setIndId", number(invocation.words[0], "ID")},
-                                          {"result", managementResultNamed(invocation.words[1])}}));
+                     invocation.connect().call("setIndResult", parameters));
 }
 
 }  // namespace tools

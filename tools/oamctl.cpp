@@ -20,23 +20,24 @@ po::options_description describeOptions() {
   options.add_options()
       ("socket", po::value<std::string>()->value_name("PATH"),
        "socket of the daemon; default: KOR_OAM_SOCKET, else /run/quorin/oam.sock")
-      ("timeout", po::value<double>()->value_name("S")->default_value(5, "5"),
+      ("timeout", po::value<std::string>()->value_name("S")->default_value("5"),
        "seconds to wait for a reply")
       ("json", "print one JSON text and nothing else")
       ("help", "print this and exit")
-      ("batch-size", po::value<std::uint16_t>()->value_name("N"), "records or keys in a reply")
+      ("batch-size", po::value<std::string>()->value_name("N"), "records or keys in a reply")
       ("clear-on-read", "reset the counters that are read")
+      ("markdown", "the catalogue as a page of documentation")
       ("all", "walk through every page")
       ("op", po::value<std::string>()->value_name("OP"),
        "insert, update, delete, set (the default) or action")
-      ("transaction", po::value<std::uint16_t>()->value_name("N"), "id of the set transaction")
+      ("transaction", po::value<std::string>()->value_name("N"), "id of the set transaction")
       ("apply-action", po::value<std::string>()->value_name("A"),
        "the framework's apply action, by name or number")
       ("reg-download", "set the registration-download flag")
-      ("wait-deferred", po::value<double>()->value_name("S"),
+      ("wait-deferred", po::value<std::string>()->value_name("S"),
        "after Response deferred, wait S seconds for the response")
-      ("count", po::value<std::uint32_t>()->value_name("N"), "end after N notifications")
-      ("for", po::value<double>()->value_name("S"), "end after S seconds")
+      ("count", po::value<std::string>()->value_name("N"), "end after N notifications")
+      ("for", po::value<std::string>()->value_name("S"), "end after S seconds")
       ("wildcard", "key blocks with wildcard markers, also where no key is name=*");
   // clang-format on
   return options;
@@ -81,6 +82,8 @@ int run(int argc, char** argv) {
   try {
     po::store(po::command_line_parser(argc, argv)
                   .options(all)
+                  // A word such as -1 is a result, not an option.
+                  .style(po::command_line_style::unix_style & ~po::command_line_style::allow_short)
                   .positional(po::positional_options_description().add("word", -1))
                   .run(),
               invocation.options);
@@ -92,10 +95,7 @@ int run(int argc, char** argv) {
     return tools::exitSuccess;
   }
   if (!invocation.has("word")) throw tools::UsageError{"a command is missing"};
-  const double timeout = invocation.options["timeout"].as<double>();
-  if (!(timeout > 0 && timeout <= 86400)) {
-    throw tools::UsageError{"--timeout is more than 0 and at most 86400 seconds"};
-  }
+  if (invocation.seconds("timeout") <= 0) throw tools::UsageError{"--timeout is more than 0"};
   invocation.words = invocation.options["word"].as<std::vector<std::string>>();
   const tools::Command& command = commandNamed(invocation.words.front());
   invocation.words.erase(invocation.words.begin());

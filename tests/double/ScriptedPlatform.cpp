@@ -2,6 +2,7 @@
 
 #include <boost/program_options/parsers.hpp>
 #include <sstream>
+#include <utility>
 
 #include "platform/BinLogClient.h"
 #include "platform/LogStream.h"
@@ -24,7 +25,9 @@ Zel::Process* theProcess = nullptr;
 
 /// Tells the platform when the simulator thread has ended.
 struct ThreadWatch {
-  ThreadWatch() { platform().threadStarted(); }
+  ThreadWatch() = default;
+  ThreadWatch(const ThreadWatch&) = delete;
+  ThreadWatch& operator=(const ThreadWatch&) = delete;
   ~ThreadWatch() { platform().threadEnded(); }
 };
 
@@ -42,6 +45,7 @@ void Platform::reset() {
   doRegisterResult = 0;
   sendFails = false;
   mainLoopResult = 0;
+  duringRegistration = nullptr;
   calls.clear();
   slots = Slots();
   pauses.clear();
@@ -116,6 +120,12 @@ void Platform::advance(std::uint64_t seconds) {
   now_ = target;
 }
 
+void Platform::advanceClock(std::uint64_t seconds) {
+  const std::lock_guard lock(mutex_);
+  now_ += seconds;
+  changed_.notify_all();
+}
+
 bool Platform::simulatorEnded() {
   std::unique_lock lock(mutex_);
   changed_.wait(lock, [&] { return idle(); });
@@ -132,8 +142,6 @@ bool Platform::stopping() {
   const std::lock_guard lock(mutex_);
   return stopping_;
 }
-
-void Platform::threadStarted() {}
 
 void Platform::threadEnded() {
   const std::lock_guard lock(mutex_);
@@ -238,6 +246,7 @@ int KorOamApi::doRegister(const GetFunction& get, const GetBySessionFunction& ge
       get,     getBySession,     set,       setBySession, notify,           notifyBySession,
       clear,   clearBySession,   svcRegInd, svcRegResult, initProvComplete, setIndResult,
       getKeys, getKeysBySession, option};
+  if (platform().duringRegistration) platform().duringRegistration();
   return platform().doRegisterResult;
 }
 

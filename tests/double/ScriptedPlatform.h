@@ -4,6 +4,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -59,6 +60,8 @@ class Platform {
   bool sendFails = false;
 
   int mainLoopResult = 0;
+  /// Called by `doRegister`.
+  std::function<void()> duringRegistration;
 
   // What the system did, in order. The main thread's only.
   std::vector<std::string> calls;
@@ -74,7 +77,9 @@ class Platform {
   /// Lets virtual time pass for the simulator thread, pause by pause; returns when the thread
   /// pauses beyond that time or has ended.
   void advance(std::uint64_t seconds);
-  /// Waits until the simulator thread has ended.
+  /// The same without waiting for the thread.
+  void advanceClock(std::uint64_t seconds);
+  /// Whether the simulator thread has ended, once it pauses or has.
   bool simulatorEnded();
 
   // For the double's parts.
@@ -83,7 +88,6 @@ class Platform {
   void pause(unsigned int seconds);
   void stop();
   bool stopping();
-  void threadStarted();
   void threadEnded();
 
  private:

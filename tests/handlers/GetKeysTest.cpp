@@ -165,10 +165,13 @@ TEST_F(GetKeys, WalksTheKeySpaceOfTheQuery) {
 }
 
 TEST_F(GetKeys, LeavesTheFlagOfOtherRecordsAlone) {
-  makeRegistered({"--mgmt-result", "5"});
+  makeRegistered({"--mgmt-result", "5", "--error-string", "forced", "--quiet"});
+  scripted::StandardOutput output;
+  EXPECT_EQ(page<Stats2>(0x111F0005, pairKeys<Stats2>(1, 1), 0).errorString, "forced");
   for (const bool before : {false, true}) {
     const Page other = page<Stats2>(0x111F0006, pairKeys<Stats2>(1, 1), 0, nullptr, before);
     EXPECT_EQ(other.result, 5);
+    EXPECT_EQ(other.errorString, "forced");
     EXPECT_TRUE(other.keys.empty());
     EXPECT_EQ(other.lastBatch, before);
     const Page refused = page<Stats2>(0x22220005, pairKeys<Stats2>(1, 1), 0, nullptr, before);
@@ -176,6 +179,7 @@ TEST_F(GetKeys, LeavesTheFlagOfOtherRecordsAlone) {
     EXPECT_EQ(refused.errorString, "Invalid record id 0x22220005");
     EXPECT_EQ(refused.lastBatch, before);
   }
+  EXPECT_EQ(output.take(), "");
 }
 
 TEST_F(GetKeys, RefusesKeySetsThatItCannotUse) {

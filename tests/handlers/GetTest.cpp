@@ -1,5 +1,6 @@
 // Get requests, and what all request handlers share.
 #include <boost/make_shared.hpp>
+#include <cstring>
 #include <iostream>
 
 #include "Request.h"
@@ -220,6 +221,24 @@ TEST_F(Get, AppendsBehindWhatTheListHolds) {
   slots().get(0x111F0004, {}, 0, false, records, errorString);
   ASSERT_EQ(records.size(), 2u);
   EXPECT_EQ(records.front(), nullptr);
+}
+
+TEST_F(Get, WritesTheErrorStringToItsLastByte) {
+  makeRegistered({"--error-string", "forced"});
+  const struct {
+    unsigned int recordId;
+    RecordKeysList keys;
+    std::size_t length;
+  } cases[] = {{0x111F0004, {}, 6}, {0x22220001, {}, 28}, {0x111F0006, {nullptr}, 42}};
+  for (const auto& one : cases) {
+    RecordList records;
+    ErrorString errorString;
+    std::memset(errorString.data(), 'Z', ErrorString::size());
+    slots().get(one.recordId, one.keys, 0, false, records, errorString);
+    EXPECT_EQ(std::string(errorString.data() + one.length, ErrorString::size() - one.length),
+              std::string(ErrorString::size() - one.length, '\0'))
+        << errorString.data();
+  }
 }
 
 TEST_F(Get, RefusesAGroupThatIsNotRegistered) {

@@ -1,4 +1,5 @@
 // Notify, set-indication outcomes, clear, and the end of the initial provisioning.
+#include <algorithm>
 #include <iostream>
 
 #include "Request.h"
@@ -130,6 +131,13 @@ TEST_F(NotifyAndClear, TheEndOfTheInitialProvisioningSaysSoUnlessQuiet) {
     scripted::StandardOutput output;
     slots().initProvComplete();
     EXPECT_EQ(output.take(), quiet ? "" : "initProvComplete\n");
+    if (quiet) {
+      scripted::StandardOutput clearOutput;
+      clear(0x22220002);
+      EXPECT_EQ(clearOutput.take(), "clear 22220002\n");
+      platform().takeLog(0);
+      slots().initProvComplete();
+    }
     EXPECT_EQ(platform().takeLog(5), Texts{"Quorin::initProvCompleteCallback"});
     EXPECT_TRUE(platform().pauses.empty());
   }

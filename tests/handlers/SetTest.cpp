@@ -1,4 +1,6 @@
 // Set requests: what they store, what they answer, and the result that all handlers share.
+#include <algorithm>
+#include <cstring>
 #include <iostream>
 
 #include "Request.h"
