@@ -19,10 +19,7 @@ TEST(RecordFactoryTest, KeepsTheFirstCreatorOfAnId) {
   // The maps are apart: an id in one is free in the other.
   EXPECT_EQ(RecordFactory::registerKeysFunc(id, &RecordTest3Stats3::Keys::create), 0);
   EXPECT_EQ(RecordFactory::registerKeysFunc(id, &RecordTest3Stats9::Keys::create), -1);
-  const auto keys = RecordFactory::keysFuncMap().at(id)(true);
-  EXPECT_EQ(keys->id, RECORD_TEST3STATS3_ID);
-  EXPECT_TRUE(keys->wildcardAllowed);
-  scripted::platform().reset();
+  EXPECT_EQ(RecordFactory::keysFuncMap().at(id)(true)->id, RECORD_TEST3STATS3_ID);
 }
 
 }  // namespace

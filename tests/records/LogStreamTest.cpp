@@ -3,43 +3,35 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "ScriptedPlatform.h"
 #include "records/LogLine.h"
 
-namespace {
-
 /// Makes the C library's number formatting fail in this program.
-bool formatterFails = false;
-
-}  // namespace
+static bool formatterFails = false;
 
 // The linker lets every call of snprintf in this program end here; with fortification the compiler
 // calls it by its other name.
 extern "C" {
-int __wrap_snprintf(char*, std::size_t, const char*, ...) __attribute__((format(printf, 3, 4)));
-int __wrap___snprintf_chk(char*, std::size_t, int, std::size_t, const char*, ...)
-    __attribute__((format(printf, 5, 6)));
-
-int __wrap_snprintf(char* to, std::size_t room, const char* format, ...) {
-  if (formatterFails) return -1;
+[[gnu::format(printf, 3, 4)]] int __wrap_snprintf(char* to, std::size_t room, const char* format,
+                                                  ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  const int length = std::vsnprintf(to, room, format, arguments);
+  const int length = formatterFails ? -1 : std::vsnprintf(to, room, format, arguments);
   va_end(arguments);
   return length;
 }
 
-int __wrap___snprintf_chk(char* to, std::size_t room, int, std::size_t, const char* format, ...) {
-  if (formatterFails) return -1;
+[[gnu::format(printf, 5, 6)]] int __wrap___snprintf_chk(char* to, std::size_t room, int,
+                                                        std::size_t, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  const int length = std::vsnprintf(to, room, format, arguments);
+  const int length = formatterFails ? -1 : std::vsnprintf(to, room, format, arguments);
   va_end(arguments);
   return length;
 }
@@ -56,74 +48,49 @@ struct Line : LogStream {
   }
 };
 
-struct Append {
-  std::string text;
-  std::function<LogStream&(LogStream&)> append;
-};
+/// In short lines, where it just fits, where all but one character or none of it fits.
+template <typename Append>
+void expectText(const std::string& text, bool failing, Append&& append) {
+  const auto size = static_cast<std::uint32_t>(text.size());
+  for (const std::uint32_t filled : {0u, 3u, fullLine - size, fullLine - size + 1, fullLine}) {
+    if (filled > fullLine) continue;
+    Line line(filled);
+    formatterFails = failing;
+    append(line);
+    // Off before anything is compared: messages of failures have numbers in them.
+    formatterFails = false;
+    EXPECT_EQ(line.text(), (std::string(filled, 'x') + text).substr(0, fullLine));
+    EXPECT_EQ(line.position(), std::min(filled + size, fullLine));
+    EXPECT_EQ(line.overflow(), filled + size > fullLine);
+  }
+}
 
 template <typename Value>
-Append shift(const std::string& text, const Value& value) {
-  return {text, [value](LogStream& line) -> LogStream& { return line << value; }};
+void expectShifted(const std::string& text, const Value& value, const std::string& fallback = "") {
+  const auto append = [&](LogStream& line) { line << value << ""; };
+  expectText(text, false, append);
+  if (!fallback.empty()) expectText(fallback, true, append);
 }
 
-const std::vector<Append>& appends() {
-  static const std::vector<Append> all{
-      shift<const char*>("a %u string\n", "a %u string\n"),
-      shift<unsigned short>("65535", 65535),
-      shift<unsigned int>("4294967295", 4294967295u),
-      shift<unsigned int>("0", 0u),
-      shift<int>("-2147483648", -2147483647 - 1),
-      shift<unsigned long long>("18446744073709551615", 18446744073709551615ull),
-      shift("0x111d0002", LogStream::Hex32{0x111D0002}),
-      shift("0xffffffff", LogStream::Hex32{0xFFFFFFFF}),
-      shift("0xa", LogStream::Hex16{0x0A}),
-      shift("0xffff", LogStream::Hex16{0xFFFF}),
-      shift("true", true),
-      shift("false", false),
-      shift("c", 'c'),
-      {"    ", [](LogStream& line) -> LogStream& { return line.indent(4); }}};
-  return all;
+TEST(LogStreamTest, WritesEachTypeAsItsTextAndCutsWhatDoesNotFit) {
+  expectShifted<const char*>("a %u string\n", "a %u string\n");
+  expectShifted<const char*>("", "");
+  expectShifted<unsigned short>("65535", 65535, "<%u>");
+  expectShifted<unsigned int>("4294967295", 4294967295u, "<%u>");
+  expectShifted<int>("-2147483648", -2147483647 - 1, "<%d>");
+  expectShifted("18446744073709551615", 18446744073709551615ull, "<%llu>");
+  expectShifted("0x111d0002", LogStream::Hex32{0x111D0002}, "<%x>");
+  expectShifted("0xa", LogStream::Hex16{0x0A}, "<%x>");
+  expectShifted("0xffff", LogStream::Hex16{0xFFFF});
+  expectShifted("true", true);
+  expectShifted("false", false);
+  expectShifted("c", 'c');
+  expectText("    ", false, [](LogStream& line) { line.indent(4) << ""; });
 }
 
-TEST(LogStreamTest, WritesEachTypeAsItsText) {
-  for (const Append& value : appends()) {
-    Line line(3);
-    EXPECT_EQ(&value.append(line), &line);
-    EXPECT_EQ(line.text(), "xxx" + value.text);
-    EXPECT_EQ(line.position(), 3 + value.text.size());
-    EXPECT_FALSE(line.overflow());
-  }
-}
-
-TEST(LogStreamTest, CutsWhatDoesNotFitAndSaysSo) {
-  for (const Append& value : appends()) {
-    SCOPED_TRACE(value.text);
-    const auto length = static_cast<std::uint32_t>(value.text.size());
-    // By how many characters the text does not fit.
-    for (const std::uint32_t excess : {0u, 1u, length}) {
-      const std::uint32_t filled = fullLine - length + excess;
-      Line line(filled);
-      value.append(line);
-      EXPECT_EQ(line.text(), std::string(filled, 'x') + value.text.substr(0, length - excess));
-      EXPECT_EQ(line.position(), fullLine);
-      EXPECT_EQ(line.overflow(), excess != 0);
-    }
-  }
-}
-
-TEST(LogStreamTest, KeepsAFullLineUntilAnAppendDoesNotFit) {
-  Line line(fullLine);
-  (line << "").indent(0);
-  EXPECT_FALSE(line.overflow());
-  line << "y"
-       << "";
-  EXPECT_TRUE(line.overflow());
-  EXPECT_EQ(line.position(), fullLine);
-  EXPECT_EQ(line.text(), std::string(fullLine, 'x'));
-}
-
-TEST(LogStreamTest, CutsTextsFarLongerThanALine) {
+TEST(LogStreamTest, CutsTextsFarLongerThanALineAndStaysOverflown) {
   Line text(5000);
+  text << "";
   Line blanks(5);
   blanks.indent(0xFFFFFFFF);
   EXPECT_EQ(text.text(), std::string(fullLine, 'x'));
@@ -131,57 +98,21 @@ TEST(LogStreamTest, CutsTextsFarLongerThanALine) {
   EXPECT_TRUE(text.overflow() && blanks.overflow());
 }
 
-TEST(LogStreamTest, WritesTheFormatWhenANumberCannotBeFormatted) {
-  const std::vector<Append> values{shift<unsigned short>("<%u>", 7),
-                                   shift<unsigned int>("<%u>", 7u),
-                                   shift<int>("<%d>", -7),
-                                   shift<unsigned long long>("<%llu>", 7ull),
-                                   shift("<%x>", LogStream::Hex32{7}),
-                                   shift("<%x>", LogStream::Hex16{7})};
-  for (const Append& value : values) {
-    formatterFails = true;
-    Line line;
-    value.append(line);
-    Line fits(fullLine - static_cast<std::uint32_t>(value.text.size()));
-    value.append(fits);
-    Line cut(fullLine - 2);
-    value.append(cut);
-    // Off before anything is compared: messages of failures have numbers in them.
-    formatterFails = false;
-    EXPECT_EQ(line.text(), value.text);
-    EXPECT_EQ(line.position(), value.text.size());
-    EXPECT_EQ(fits.position(), fullLine);
-    EXPECT_FALSE(fits.overflow());
-    EXPECT_EQ(cut.text(), std::string(fullLine - 2, 'x') + value.text.substr(0, 2));
-    EXPECT_TRUE(cut.overflow());
-  }
-}
-
 TEST(LogLineTest, BuildsOnlyLinesThatTheThresholdAdmits) {
-  struct Case {
-    int threshold;
-    ZelLogLevel level;
-    bool admitted;
-  };
-  for (const auto& [threshold, level, admitted] :
-       {Case{-1, ZEL_LOG_FATAL, false}, Case{0, ZEL_LOG_FATAL, false}, Case{1, ZEL_LOG_FATAL, true},
-        Case{1, ZEL_LOG_ERROR, false}, Case{2, ZEL_LOG_ERROR, true}, Case{4, ZEL_LOG_TRACE, false},
-        Case{5, ZEL_LOG_TRACE, true}, Case{5, ZEL_LOG_DETAIL, false},
-        Case{6, ZEL_LOG_DETAIL, true}}) {
-    SCOPED_TRACE(std::to_string(threshold) + " " + std::to_string(level));
-    scripted::platform().reset();
-    zelLogLevelThreshold = threshold;
-    bool built = false;
-    logLine(level, [&](LogStream& line) {
-      built = true;
-      line << "a " << 1;
-    });
-    logLine(level, "b ", 2u, " ", LogStream::Hex16{3});
-    EXPECT_EQ(built, admitted);
-    const std::vector<std::string> logged{"a 1", "b 2 0x3"};
-    EXPECT_EQ(scripted::platform().takeLog(level), admitted ? logged : std::vector<std::string>());
+  for (const ZelLogLevel level : {ZEL_LOG_FATAL, ZEL_LOG_ERROR, ZEL_LOG_TRACE, ZEL_LOG_DETAIL}) {
+    for (const int verbosity : {-1, 0}) {
+      SCOPED_TRACE(std::to_string(level) + " " + std::to_string(verbosity));
+      scripted::platform().reset();
+      zelLogLevelThreshold = level + verbosity;
+      int built = 0;
+      logLine(level, [&](LogStream& line) { line << "a " << ++built; });
+      logLine(level, "b ", 2u, " ", LogStream::Hex16{3});
+      EXPECT_EQ(built, verbosity + 1);
+      std::vector<std::string> expected{"a 1", "b 2 0x3"};
+      if (verbosity < 0) expected.clear();
+      EXPECT_EQ(scripted::platform().takeLog(level), expected);
+    }
   }
-  scripted::platform().reset();
 }
 
 TEST(LogLineTest, PutsConsoleLinesOnStandardOutputWhateverTheThreshold) {
@@ -193,7 +124,6 @@ TEST(LogLineTest, PutsConsoleLinesOnStandardOutputWhateverTheThreshold) {
   std::fflush(stdout);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "Get for 0x111f0005\n  built!\n");
   EXPECT_TRUE(scripted::platform().log().empty());
-  scripted::platform().reset();
 }
 
 }  // namespace

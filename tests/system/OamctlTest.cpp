@@ -1,0 +1,141 @@
+// The client, against a daemon and against servers that are none.
+#include <regex>
+
+#include "Harness.h"
+
+using namespace harness;
+
+namespace {
+
+class OamctlTest : public SystemTest {};
+
+TEST_F(OamctlTest, EveryRequestIsPrintedForPeople) {
+  start("--group 111d:111e:111f");
+  expectTranscript(R"(
+$ get 0x111f0006 sfn=1023 sf=9 sfn=5 sf=3
+Test3-Stats3 (0x111f0006): Success, 2 records
+   sfn   sf   testField1   testField2
+  1023    9         1023            9
+     5    3            5            3
+$ decode 111f0004000101
+Test3-Action1 (0x111f0004)
+  testRun
+  true
+$ set test1-prov3 testField1=5 testField2=1 --op insert
+Test1-Prov3 (0x111d0004): Success, apply action reboot-required
+$ set Test3-Prov3 testKey2=33
+Test3-Prov3 (0x111f0009): Bad-Value (2), apply action no-action-required
+  error string: the record block of Test3-Prov3 (0x111f0009) does not read as a valid record
+exit status 1
+$ notify Prov-Labels-Config labelsConfig=3 --op insert --apply-action reboot-required
+Prov-Labels-Config (0x8010014): Success
+$ clear Prov-Labels-Config
+Prov-Labels-Config (0x8010014): Invalid-Record-Id (14)
+  error string: Invalid record id 0x8010014
+exit status 1
+$ init-prov-complete
+initial provisioning complete: Success
+)");
+  EXPECT_NE(oamctl("status").out.find(std::to_string(daemon->pid())), std::string::npos);
+  const json::value walk =
+      json::parse(oamctl("--json get-keys Test3-Stats2 key1=* key2=7 --batch-size 30 --all").out);
+  EXPECT_TRUE(matches(walk, json::parse(R"({"result":0,"lastBatch":true,"pages":4})"))) << walk;
+  const json::array& keys = walk.at("keys").as_array();
+  ASSERT_EQ(keys.size(), 100U);
+  EXPECT_EQ(json::serialize(keys[99]), R"({"key1":100,"key2":7})");
+}
+
+TEST_F(OamctlTest, GetReadsEveryRecordOfTheDaemon) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"Test2-Stats1", "[{0,1}]"},
+      {"Test3-Stats2 key1=1 key2=2 key1=3 key2=4294967295", "[{1,2,1,2,3},{3,4294967295,1,2,3}]"},
+      {"Test3-Stats3 sfn=5 sf=3", "[{5,3,5,3}]"},
+      {"Test3-Stats9 key1=7 sfn=1023 sf=9 --batch-size 2", "[{7,1023,9,1023,9},{7,0,0,0,0}]"},
+      {"Test3-Stats4 --clear-on-read", "[{1,1,99},{2,2,98},{3,3,97}]"},
+      {"Test3-Prov3", "[{1,2,1,3,4,3}]"},
+      {"Test3-Stats6", "[{0,1,2,5,1},{2,3,4,3,3},{1,5,6,4,0}]"},
+      {"Test3-Stats8 key1=8 key2=9 --wildcard", "[{8,9,1,2,3}]"},
+      {"Test3-Prov1", "[]"}};
+  start("--group 111e:111f");
+  for (const auto& [commandLine, expected] : cases) {
+    const std::string values =
+        std::regex_replace(oamctl("--json get " + commandLine).out, std::regex("\"\\w+\":"), "");
+    EXPECT_NE(values.find("\"\"," + expected), std::string::npos) << commandLine << ' ' << values;
+  }
+}
+
+TEST_F(OamctlTest, FailuresAreToldApartByTheExitStatus) {
+  boost::asio::io_context loop;
+  const Protocol::acceptor silent(loop, Protocol::endpoint(path("silent")));
+  start("--group 111f");
+  const std::pair<int, std::string> cases[] = {
+      {2, ";no-such;status word;status --wildcard;--no-such status;--timeout 0 status"},
+      {2, "--timeout x status;get;get No-Such-Record;get Test3-Stats5 key1=1;decode 111"},
+      {2, "get Test3-Stats2 key1;get Test3-Stats2 key1=1;get Test3-Stats2 key3=1"},
+      {2, "get Test3-Stats2 key1=x key2=1;get Test3-Stats2 key1=4294967296 key2=1"},
+      {2, "set Test3-Action1 testRun=2;set Test3-Action1 --op no-op;set-ind-result 1 0"},
+      {3, "--socket " + path("nowhere") + " status"},
+      {4, "--timeout 0.2 --socket " + path("silent") + " status;monitor --count 1 --for 0.1"},
+      {0, "monitor --for 0.1"}};
+  for (const auto& [status, commandLines] : cases) {
+    for (const std::string& commandLine : split(commandLines, ';')) {
+      const Outcome outcome = oamctl(commandLine);
+      EXPECT_EQ(outcome, (Outcome{status, "", outcome.err})) << commandLine;
+      EXPECT_NE(outcome.err, "") << commandLine;
+      EXPECT_EQ(outcome.err.find(path("nowhere")) != std::string::npos, status == 3);
+    }
+  }
+}
+
+TEST_F(OamctlTest, AReplyThatMakesNoSenseGivesStatusFive) {
+  boost::asio::io_context loop;
+  Protocol::acceptor server(loop, Protocol::endpoint(socketPath));
+  const std::string head = R"({"id":1,"result":{"result":0,"resultText":"","errorString":"")";
+  for (const std::string& reply :
+       split(R"(hello;[];{};{"id":99,"result":{}};{"id":1,"result":5};{"id":1,"error":5};)" + head +
+                 "}};" + head + R"(,"records":["zz"]}};)" + head + R"(,"records":["111f"]}})",
+             ';')) {
+    const auto program = launch(OAMCTL_PROGRAM " --timeout 30 get Test3-Stats5");
+    Protocol::iostream connection;
+    server.accept(connection.socket());
+    connection << reply << std::endl;
+    const Outcome outcome = program->wait();
+    EXPECT_EQ(outcome, (Outcome{5, "", outcome.err})) << reply;
+  }
+}
+
+// The simulator begins five seconds after the start, and a deferred response takes ten more.
+TEST_F(OamctlTest, MonitorShowsASetIndicationWhoseOutcomeCanBeReportedOnce) {
+  const auto before = std::chrono::steady_clock::now();
+  start("--event-sim 4", "KOR_OAM_AUTO=0");
+  const auto monitor = launch(OAMCTL_PROGRAM " --json monitor --count 1 --for 60");
+  converse(R"(
+subscribe {} -> {"subscribed":true}
+setIndResult {"setIndId":1,"result":0} -> {"code":-32602,"message":"~setIndId"}
+<- setInd {"setIndId":1,"record":"111d0003000501000c0022","opType":2,"applyAction":1})");
+  EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
+  const std::string shown = monitor->wait().out;
+  EXPECT_TRUE(matches(json::parse(shown), json::parse(R"({"method":"setInd","setIndId":1,
+      "name":"Test1-Prov2","fields":{"xyzService":1,"testField1":12,"testField2":34},
+      "block":"111d0003000501000c0022","opType":2,"applyAction":1})")))
+      << shown;
+  expectTranscript(R"(
+$ set-ind-result 1 not-permitted
+outcome of set indication 1: Not-Permitted (12)
+exit status 1
+)");
+  converse(R"(setIndResult {"setIndId":1,"result":0} -> {"code":-32602})");
+}
+
+TEST_F(OamctlTest, SetWaitsForADeferredResponse) {
+  start("--group 111f --send-deferred-set-rsp");
+  const Outcome late = oamctl("set Test3-Action2 --transaction 8 --wait-deferred 0.1");
+  EXPECT_EQ(late.status, 4) << late.err;
+  expectTranscript(R"(
+$ set Test3-Action2 testRun=true --op action --transaction 9 --wait-deferred 60
+Test3-Action2 (0x111f0010): Response deferred (30), apply action no-action-required
+deferred response to transaction 9: Success, apply action no-action-required
+)");
+}
+
+}  // namespace

@@ -1,0 +1,115 @@
+// The daemon as a process: its privileges, its claim of the socket's path, and its end.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+
+#include "Harness.h"
+
+using namespace harness;
+
+namespace {
+
+class ProcessTest : public SystemTest {
+ protected:
+  struct stat statusOf(const std::string& file) {
+    struct stat status {};
+    if (::lstat(file.c_str(), &status) != 0) status.st_nlink = 0;
+    return status;
+  }
+};
+
+TEST_F(ProcessTest, RunsAsAppsWithoutSupplementaryGroups) {
+  if (::getuid() != 0) GTEST_SKIP() << "needs root";
+  daemon = launch("setpriv --groups=1,2 " QUORIN_PROGRAM);
+  ASSERT_TRUE(eventually([&] { return Client::connectTo(socketPath) != nullptr; }));
+  const struct stat directory = statusOf(path("")), socket = statusOf(socketPath);
+  EXPECT_EQ(socket.st_mode, S_IFSOCK | 0660U);
+  EXPECT_EQ(socket.st_uid, directory.st_uid);
+  EXPECT_EQ(socket.st_gid, directory.st_gid);
+  const std::string status = fileContent("/proc/" + std::to_string(daemon->pid()) + "/status");
+  for (const auto& [name, id] : {std::pair{"\nUid:", socket.st_uid}, {"\nGid:", socket.st_gid}}) {
+    const std::string text = "\t" + std::to_string(id);
+    EXPECT_NE(status.find(name + text + text + text + text + "\n"), std::string::npos) << status;
+  }
+  const std::string groups = status.substr(status.find("\nGroups:") + 8);
+  EXPECT_EQ(groups.substr(0, groups.find('\n')).find_first_not_of(" \t"), std::string::npos);
+}
+
+TEST_F(ProcessTest, EndsWhereItCannotBecomeApps) {
+  if (::getuid() != 0) GTEST_SKIP() << "needs root";
+  const Outcome outcome =
+      launch("setpriv --reuid=65534 --regid=65534 --clear-groups " QUORIN_PROGRAM)->wait();
+  if (outcome.status == 126) GTEST_SKIP() << "nobody cannot reach " QUORIN_PROGRAM;
+  EXPECT_EQ(outcome, (Outcome{255, "", outcome.err}));
+  EXPECT_EQ(outcome.err.substr(outcome.err.find(']')), "] L1: Error dropping privileges: 1\n");
+}
+
+TEST_F(ProcessTest, EndsAbnormallyWithoutItsSimulatorThread) {
+  if (::getuid() != 0) GTEST_SKIP() << "needs root";
+  EXPECT_EQ(launch("prlimit --core=0 --nproc=1 " QUORIN_PROGRAM)->wait().status, -SIGABRT);
+  EXPECT_EQ(Client::connectTo(socketPath), nullptr);
+}
+
+TEST_F(ProcessTest, APathThatCannotBeHadEndsIt) {
+  const std::string variable = "KOR_OAM_SOCKET=";
+  expectRefused("", variable + path("missing/oam.sock"), path("missing/oam.sock"));
+  expectRefused("", variable + path(std::string(200, 'x')), "a socket address holds");
+  std::ofstream(path("file")) << "precious";
+  expectRefused("", variable + path("file"), path("file") + " exists and is not a socket");
+  EXPECT_EQ(fileContent(path("file")), "precious");
+
+  boost::asio::io_context loop;
+  const Protocol::acceptor other(loop, Protocol::endpoint(path("other.sock")));
+  ASSERT_EQ(::chmod(path("other.sock").c_str(), 0777), 0);
+  expectRefused("", variable + path("other.sock"), "another process");
+  EXPECT_NE(Client::connectTo(path("other.sock")), nullptr);
+
+  start("");
+  expectRefused("", variable + socketPath, "another process");
+  EXPECT_EQ(connect()->result("status").at("pid"), daemon->pid());
+
+  // A socket that nobody serves any more can be had.
+  daemon->signal(SIGKILL);
+  EXPECT_EQ(daemon->wait().status, -SIGKILL);
+  ASSERT_TRUE(S_ISSOCK(statusOf(socketPath).st_mode));
+  start("");
+  EXPECT_EQ(client->result("status").at("pid"), daemon->pid());
+}
+
+TEST_F(ProcessTest, TermAndIntStopItAndRemoveThePathAndOtherSignalsDoNot) {
+  for (const int last : {SIGTERM, SIGINT}) {
+    start("");
+    for (const int other : {SIGHUP, SIGUSR1, SIGUSR2, SIGCHLD}) {
+      daemon->signal(other);
+      EXPECT_EQ(client->result("status").at("pid"), daemon->pid()) << other;
+    }
+    daemon->signal(last);
+    EXPECT_EQ(daemon->wait(), (Outcome{0, "", ""}));
+    EXPECT_EQ(statusOf(socketPath).st_nlink, 0U);
+    EXPECT_EQ(client->readLine(), "");
+  }
+}
+
+TEST_F(ProcessTest, AStopWakesASleepingGetAndAnswersWhatIsOpen) {
+  // A second signal does not cut the answers off.
+  for (const std::vector<int>& signals : {std::vector{SIGTERM}, {SIGTERM, SIGINT}}) {
+    start("--group 111f --sleep-time 60");
+    for (const int id : {1, 2}) client->request(id, "get", R"({"recordId":"0x111f000b"})");
+    ASSERT_TRUE(eventually([&] { return daemon->out().find("Sleeping") != std::string::npos; }));
+    // Others are served meanwhile.
+    EXPECT_EQ(connect()->result("status").at("counters").at("requests").at("get"), 2);
+    for (const int signal : signals) daemon->signal(signal);
+    for (const int id : {1, 2}) {
+      const json::object reply = client->readObject();
+      EXPECT_EQ(reply.at("id"), id);
+      EXPECT_TRUE(reply.contains("result") || reply.at("error").at("code") == -32001)
+          << json::serialize(reply);
+    }
+    EXPECT_EQ(client->readLine(), "");
+    EXPECT_EQ(daemon->wait().status, 0);
+  }
+}
+
+}  // namespace

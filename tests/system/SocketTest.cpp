@@ -1,0 +1,169 @@
+// The socket: transport, limits, what the API answers itself, and the service registration.
+#include "Harness.h"
+
+using namespace harness;
+
+namespace {
+
+class SocketTest : public SystemTest {};
+
+const std::string stats5 = R"({"recordId":"0x111f000b"})";
+
+TEST_F(SocketTest, FaultyRequestsAreRefusedByCodeAndReason) {
+  start("");
+  converse(">  -> {\"code\":-32700}\n> {\"jsonrpc\":\"2.0\",\"id\":\"\xFF\"} -> {\"code\":-32700}");
+  converse(R"(
+> { -> {"code":-32700}
+> [] -> {"code":-32600}
+> {"id":1,"method":"status"} -> {"code":-32600,"message":"~jsonrpc"}
+> {"jsonrpc":"1.0","id":1,"method":"status"} -> {"code":-32600,"message":"~jsonrpc"}
+> {"jsonrpc":"2.0","id":{},"method":"status"} -> {"code":-32600,"message":"~id"}
+> {"jsonrpc":"2.0","id":1,"method":5} -> {"code":-32600,"message":"~method"}
+status 5 -> {"code":-32600,"message":"~params"}
+no-such {} -> {"code":-32601,"message":"~no-such"}
+status [1] -> {"code":-32602}
+subscribe {"to":"alarm"} -> {"code":-32602,"message":"~to "}
+get {} -> {"code":-32602,"message":"~recordId is missing"}
+get {"recordId":1,"recordid":1} -> {"code":-32602,"message":"~recordid "}
+svcRegResult {"kind":12,"result":0} -> {"code":-32602,"message":"~groups is missing"}
+get {"recordId":-1} -> {"code":-32602,"message":"~recordId "}
+get {"recordId":"0x100000000"} -> {"code":-32602,"message":"~recordId "}
+get {"recordId":"111f000b"} -> {"code":-32602,"message":"~recordId "}
+get {"recordId":1,"queryKeys":["00",null]} -> {"code":-32602,"message":"~queryKeys[1] "}
+get {"recordId":1,"batchSize":65536} -> {"code":-32602,"message":"~batchSize "}
+getKeys {"recordId":1,"lastSentKeys":["00"]} -> {"code":-32602,"message":"~lastSentKeys "}
+set {"record":"0g","opType":1} -> {"code":-32602,"message":"~record "}
+set {"record":"","opType":4294967296} -> {"code":-32602,"message":"~opType "}
+svcRegResult {"kind":12,"result":-2147483649} -> {"code":-32602,"message":"~result "}
+svcRegResult {"kind":12,"result":0,"groups":[65536]} -> {"code":-32602,"message":"~groups[0] "})");
+}
+
+TEST_F(SocketTest, LinesThatAreTooDeepOrTooLongAreRefused) {
+  start("");
+  for (const std::size_t depth : {32U, 33U}) {
+    // The request and its params are the two outer levels.
+    const std::string nest = std::string(depth - 2, '[') + std::string(depth - 2, ']');
+    client->request(1, "status", R"({"x":)" + nest + "}");
+    EXPECT_EQ(client->readObject().at("error").at("code"), depth == 32 ? -32602 : -32700);
+  }
+  std::string line = request(1, "status");
+  line.resize(1024 * 1024, ' ');
+  client->send(line);
+  EXPECT_EQ(client->readObject().at("id"), 1);
+  for (const std::string end : {"\n", ""}) {
+    const auto offender = connect();
+    offender->sendBytes(line + " " + end);
+    EXPECT_EQ(offender->readObject().at("error").at("code"), -32600);
+    EXPECT_EQ(offender->readLine(), "");
+    EXPECT_EQ(client->result("status").at("pid"), daemon->pid());
+  }
+}
+
+TEST_F(SocketTest, BatchesAreAnsweredInOneLineWithoutTheirNotifications) {
+  start("--group 111f", "KOR_OAM_AUTO=0");
+  client->send(R"([{"jsonrpc":"2.0","method":"subscribe"},{"jsonrpc":"2.0","method":"no-such"}])");
+  client->send("[" + request(1, "get", stats5) + ",1," +
+               R"({"jsonrpc":"2.0","method":"svcRegInd"},)" +
+               R"({"jsonrpc":"2.0","id":"a b","method":"no-such"}])");
+  // Nothing says which comes first, the reply or the notification.
+  json::value replies = json::parse(client->readLine());
+  json::value notification = json::parse(client->readLine());
+  if (replies.is_object()) replies.swap(notification);
+  EXPECT_EQ(notification.at("method"), "svcRegInd");
+  ASSERT_EQ(replies.as_array().size(), 3U) << replies;
+  const json::value expected = json::parse(R"([{"id":1,"result":{"result":14}},
+      {"id":null,"error":{"code":-32600}},{"id":"a b","error":{"code":-32601}}])");
+  for (std::size_t i = 0; i < 3; ++i) EXPECT_TRUE(matches(replies.at(i), expected.at(i)));
+}
+
+TEST_F(SocketTest, RepliesKeepTheOrderOfTheRequestsAlsoBehindASleep) {
+  start("--group 111f --sleep-time 1");
+  const auto before = std::chrono::steady_clock::now();
+  client->sendBytes(request(1, "get", stats5) + "\n" + request(2, "status") + "\n" +
+                    request(3, "get") + "\n" + request(4, "get", R"({"recordId":1})") + "\n");
+  client->endInput();
+  for (const int id : {1, 2, 3, 4}) EXPECT_EQ(client->readObject().at("id"), id);
+  EXPECT_EQ(client->readLine(), "");
+  EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::seconds(1));
+  // A refusal does not sleep.
+  EXPECT_EQ(daemon->out(),
+            "get111f000b\nget 0x111f000b\nSleeping for 1seconds...\ndone\nget1\nget 0x1\n");
+}
+
+TEST_F(SocketTest, TheSixtyFifthConnectionIsRefused) {
+  start("");
+  std::vector<std::unique_ptr<Client>> others;
+  while (others.size() < 63) others.push_back(connect());
+  EXPECT_EQ(others.back()->result("status").at("counters").at("connections").at("made"), 64);
+  const auto refused = connect();
+  EXPECT_TRUE(
+      matches(refused->readObject(), json::parse(R"({"id":null,"error":{"code":-32000}})")));
+  EXPECT_EQ(refused->readLine(), "");
+  EXPECT_EQ(client->result("status").at("counters").at("connections").at("refused"), 1);
+  others.pop_back();
+  EXPECT_TRUE(eventually([&] { return connect()->call("status").contains("result"); }));
+}
+
+TEST_F(SocketTest, LargeRepliesThatAreReadLateComeBackWhole) {
+  constexpr int requests = 12;
+  start("--group 111f");
+  for (int id = 1; id <= requests; ++id) {
+    client->request(id, "get", R"({"recordId":"0x111f0007","batchSize":12000})");
+  }
+  // Connections take turns: after these the first one has done what it can, unread.
+  const auto other = connect();
+  for (int i = 0; i < requests; ++i) other->result("get", stats5);
+  std::string first;
+  for (int id = 1; id <= requests; ++id) {
+    const std::string line = client->readLine(), head = R"({"jsonrpc":"2.0","id":)";
+    ASSERT_TRUE(line.starts_with(head + std::to_string(id) + ",")) << line.substr(0, 80);
+    const std::string result = line.substr(line.find(R"("result")"));
+    if (id == 1) first = result;
+    ASSERT_TRUE(result == first) << id;
+  }
+  const json::array records = json::parse("{" + first).at("result").at("records").as_array();
+  ASSERT_EQ(records.size(), 12000U);
+  // The walk is back at the beginning after 10240 rows: sfn 175, sf 9.
+  EXPECT_EQ(records.back(), "111f000700100000000000af0009000000af00000009");
+}
+
+TEST_F(SocketTest, ASubscriberThatReadsNothingIsCutOff) {
+  std::string setUpdate = "L";
+  while (setUpdate.size() < 120000) setUpdate += ":1111";
+  start("--set-update " + setUpdate, "KOR_OAM_AUTO=0");
+  const auto subscriber = connect();
+  subscriber->result("subscribe");
+  const auto cutOff = [&] {
+    return client->result("status").at("counters").at("connections").at("cutOff").as_int64();
+  };
+  // Each causes a notification of 24000 groups, 216 kB.
+  for (const int expected : {0, 1}) {
+    for (int i = 0; i < 100; ++i) {
+      client->result("svcRegResult", R"({"kind":12,"result":0,"groups":[]})");
+    }
+    EXPECT_EQ(cutOff(), expected);
+  }
+}
+
+TEST_F(SocketTest, WithoutAutomaticRegistrationTheClientDrivesIt) {
+  start("--group 0x111f: --set-update R:0x1100:0x11ff", "KOR_OAM_AUTO=0");
+  converse(R"(
+subscribe {} -> {"subscribed":true}
+svcRegInd {} -> {"result":0}
+<- svcRegInd {"type":0,"groups":["0x111f"]}
+svcRegResult {"kind":12,"result":4,"groups":["0x111f"]} -> {"result":0}
+get {"recordId":"0x111f0004"} -> {"result":14,"resultText":"Invalid-Record-Id",
+ "errorString":"Invalid record id 0x111f0004","records":[]}
+status {} -> {"auto":false,"serviceRegistration":{"groups":[]}}
+svcRegResult {"kind":12,"result":0,"groups":["0x111f",4381,"0x111f"]} -> {"result":0}
+<- svcRegSetUpdateInd {"type":1,"groups":["0x1100","0x11ff"]}
+get {"recordId":"0x111f0004"} -> {"result":0}
+status {} -> {"serviceRegistration":{"groups":["0x111d","0x111f"]}}
+unsubscribe {} -> {"subscribed":false}
+svcRegInd {} -> {"result":0}
+subscribe {} -> {"subscribed":true}
+svcRegResult {"kind":14,"result":0,"groups":[]} -> {"result":0}
+<- svcRegEndInd {})");
+}
+
+}  // namespace
