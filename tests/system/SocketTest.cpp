@@ -104,6 +104,38 @@ TEST_F(SocketTest, TheSixtyFifthConnectionIsRefused) {
   EXPECT_TRUE(eventually([&] { return connect()->call("status").contains("result"); }));
 }
 
+TEST_F(SocketTest, RepliesThatWaitForAnEarlierOneHoldNothingUp) {
+  start("--group 111f");
+  const std::string get =
+      harness::request(1, "get", R"({"recordId":"0x111f0007","batchSize":12000})");
+  std::string batch = "[" + get;
+  for (int i = 1; i < 8; ++i) batch += "," + get;
+  client->send(batch + "]");  // more than 4 MiB, which can only be sent together
+  EXPECT_EQ(json::parse(client->readLine()).as_array().size(), 8U);
+}
+
+TEST_F(SocketTest, ClientsThatHungUpMakeRoomAndWithdrawTheirRequests) {
+  start("--group 111f --sleep-time 60");
+  std::vector<std::unique_ptr<Client>> others;
+  while (others.size() < 63) {
+    others.push_back(connect());
+    others.back()->request(1, "clear", R"({"recordId":"0x111f0008"})");
+  }
+  ASSERT_TRUE(eventually([&] {
+    const json::object status = client->result("status");
+    const json::value* clears =
+        status.at("counters").at("requests").as_object().if_contains("clear");
+    return clears != nullptr && *clears == 63;
+  }));
+  others.clear();
+  // Until the daemon has seen that they are gone, it refuses the next.
+  EXPECT_TRUE(eventually([&] {
+    const auto next = connect();
+    next->request(1, "status");
+    return next->readLine().find("result") != std::string::npos;
+  }));
+}
+
 TEST_F(SocketTest, LargeRepliesThatAreReadLateComeBackWhole) {
   constexpr int requests = 12;
   start("--group 111f");
