@@ -19,8 +19,9 @@ inline std::size_t boundedCopy(char* destination, const char* source, std::size_
 /// Fills a whole text buffer of `capacity` (at least 1) bytes: at most `capacity` - 1 characters of
 /// `source`, of which no more are read, and NULs behind them, so that nothing old is left.
 inline void fillText(char* destination, const char* source, std::size_t capacity) {
-  std::strncpy(destination, source, capacity - 1);
-  destination[capacity - 1] = '\0';
+  const std::size_t length = ::strnlen(source, capacity - 1);
+  std::memcpy(destination, source, length);
+  std::memset(destination + length, 0, capacity - length);
 }
 
 template <std::size_t Capacity>
