@@ -107,6 +107,25 @@ TEST_F(RecordBlocksTest, AreCheckedFieldByFieldAgainstTheRanges) {
   expectPayload<RecordTest3Stats9>("000000010001000a", "0000000100000001", sf);
 }
 
+TEST_F(RecordBlocksTest, KeepTheBadValueAndLeaveTheFieldsBehindItAlone) {
+  std::vector<std::uint8_t> block = *fromHex(
+      "111f0006"
+      "000c"
+      "0400"
+      "0001"
+      "00000001"
+      "00000001");
+  SerialStream stream = blockReader(block);
+  RecordTest3Stats3 record;
+  record.sf = 7;
+  record.testField2 = 8;
+  record.deserialize(stream);
+  EXPECT_FALSE(record.valid);
+  EXPECT_EQ(record.sfn, 1024);
+  EXPECT_EQ(record.sf, 7);
+  EXPECT_EQ(record.testField2, 8u);
+}
+
 TEST_F(RecordBlocksTest, WriteWhatReadingWouldRefuseAndTheLowByteOfNarrowedFields) {
   RecordTest3Stats9 refused;
   set(refused, {"a", "ffff", "a", "0", "0"});
