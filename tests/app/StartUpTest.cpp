@@ -73,15 +73,40 @@ TEST_F(StartUpDeathTest, EndsOnEveryFailureOfItsConstruction) {
 }
 
 TEST_F(StartUp, ADuplicateCreatorStopsTheRegistrationWhereItIs) {
-  const auto keys = [](bool) { return boost::shared_ptr<Zel::RecordKeys>(); };
-  Zel::RecordFactory::registerKeysFunc(0x111F000D, keys);
-  make();
-  EXPECT_FALSE(daemon->isGood());
-  EXPECT_EQ(platform().takeLog(2),
-            std::vector<std::string>{"Error from registerKeysFunc for 0x111f000d"});
-  EXPECT_EQ(Zel::RecordFactory::funcMap().count(0x111F000D), 1u);
-  EXPECT_EQ(Zel::RecordFactory::funcMap().count(0x111F000E), 0u);
-  EXPECT_EQ(platform().calls, std::vector<std::string>{"Process 33 15 options"});
+  constexpr bool keys = true;
+  struct Step {
+    unsigned int id;
+    bool ofKeys = false;
+  };
+  const Step order[] = {{0x111D0002},       {0x111D0004}, {0x111E0001},       {0x111E0002},
+                        {0x111F0003},       {0x111F0004}, {0x111F0010},       {0x111F0001},
+                        {0x111F0002},       {0x111F0009}, {0x111F000A},       {0x111F0005},
+                        {0x111F0005, keys}, {0x111F0006}, {0x111F0006, keys}, {0x111F000D},
+                        {0x111F000D, keys}, {0x111F000E}, {0x111F000E, keys}, {0x111F0007},
+                        {0x111F0007, keys}, {0x08010014}};
+  std::size_t before = 0;
+  for (const auto& [id, ofKeys] : order) {
+    SCOPED_TRACE(id);
+    daemon.reset();
+    platform().reset();
+    if (ofKeys) {
+      Zel::RecordFactory::registerKeysFunc(
+          id, [](bool) { return boost::shared_ptr<Zel::RecordKeys>(); });
+    } else {
+      Zel::RecordFactory::registerFunc(id, &Zel::RecordTest1Prov1::create);
+    }
+    make();
+    EXPECT_FALSE(daemon->isGood());
+    char said[64];
+    std::snprintf(said, sizeof said, "Error from %s for 0x%x",
+                  ofKeys ? "registerKeysFunc" : "registerFunc", id);
+    EXPECT_EQ(platform().takeLog(2), std::vector<std::string>{said});
+    // Those before it stay; nothing behind it is registered.
+    EXPECT_EQ(Zel::RecordFactory::funcMap().size() + Zel::RecordFactory::keysFuncMap().size(),
+              before + 1);
+    EXPECT_EQ(platform().calls.back(), "Process 33 15 options");
+    ++before;
+  }
 }
 
 TEST_F(StartUp, ReadsNoOptionWhenTheProcessIsNotGood) {
