@@ -1,7 +1,10 @@
 #include "platform/ProcPrivs.h"
 
 #include <grp.h>
+#include <linux/capability.h>
 #include <pwd.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -17,6 +20,29 @@ bool runsAs(uid_t user, gid_t group) {
   if (::getresgid(&realGroup, &effectiveGroup, &savedGroup) != 0) return false;
   return realUser == user && effectiveUser == user && savedUser == user && realGroup == group &&
          effectiveGroup == group && savedGroup == group;
+}
+
+// 0, or the errno.
+int switchTo(uid_t user, gid_t group) {
+  // The user goes last: without it there is no right to do the others.
+  if (::setgroups(0, nullptr) != 0) return errno;
+  if (::setresgid(group, group, group) != 0) return errno;
+  if (::setresuid(user, user, user) != 0) return errno;
+
+  if (!runsAs(user, group)) return EPERM;
+  if (user != 0 && (::setuid(0) == 0 || ::seteuid(0) == 0)) return EPERM;
+  if (group != 0 && (::setgid(0) == 0 || ::setegid(0) == 0)) return EPERM;
+  return 0;
+}
+
+// Capabilities outlive the switch where whoever started the process arranged for it, and a program
+// file may grant new ones. 0, or the errno.
+int giveUpCapabilities() {
+  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  const __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
+  // With the inheritable ones go the ambient ones.
+  if (::syscall(SYS_capset, &header, none) != 0) return errno;
+  return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 ? 0 : errno;
 }
 
 // The look-ups leave errno alone where there simply is no such entry.
@@ -40,17 +66,10 @@ int ProcPrivs::applyPrivileges() {
   if (groupEntry == nullptr) return lookUpError();
   const gid_t group = groupEntry->gr_gid;
 
-  if (runsAs(user, group)) return 0;
-
-  // The user goes last: without it there is no right to do the others.
-  if (::setgroups(0, nullptr) != 0) return errno;
-  if (::setresgid(group, group, group) != 0) return errno;
-  if (::setresuid(user, user, user) != 0) return errno;
-
-  if (!runsAs(user, group)) return EPERM;
-  if (user != 0 && (::setuid(0) == 0 || ::seteuid(0) == 0)) return EPERM;
-  if (group != 0 && (::setgid(0) == 0 || ::setegid(0) == 0)) return EPERM;
-  return 0;
+  if (!runsAs(user, group)) {
+    if (const int error = switchTo(user, group); error != 0) return error;
+  }
+  return giveUpCapabilities();
 }
 
 }  // namespace Zel
