@@ -4,6 +4,7 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
+#include <new>
 #include <utility>
 
 #include "standin/Limits.h"
@@ -25,7 +26,8 @@ void Reply::error(const rpc::Error& error) const {
 // Always posted: an answer at once must not run into the reading of the next request.
 void Reply::finish(std::string text) const {
   asio::post(mainLoop(), [reply = *this, text = std::move(text)]() mutable {
-    reply.connection_->answered(*reply.line_, reply.index_, std::move(text));
+    reply.connection_->guarded(
+        [&] { reply.connection_->answered(*reply.line_, reply.index_, std::move(text)); });
   });
 }
 
@@ -33,6 +35,16 @@ Connection::Connection(SocketServer& server, Socket socket)
     : server_(server), socket_(std::move(socket)) {}
 
 void Connection::start() { read(); }
+
+// Without the memory for this client the others are served on.
+template <typename Action>
+void Connection::guarded(Action&& action) {
+  try {
+    action();
+  } catch (const std::bad_alloc&) {
+    server_.cutOff(*this);
+  }
+}
 
 std::size_t Connection::unsentBytes() const {
   return lane_->unsentBytes + heldBytes_ + notificationBytes_;
@@ -48,7 +60,7 @@ void Connection::read() {
   reading_ = true;
   socket_.async_read_some(asio::buffer(chunk_),
                           [self = shared_from_this()](const auto& error, std::size_t bytes) {
-                            self->received(error, bytes);
+                            self->guarded([&] { self->received(error, bytes); });
                           });
 }
 
@@ -105,6 +117,7 @@ void Connection::accept(const std::shared_ptr<RequestLine>& line) {
 }
 
 void Connection::refuseTooLong() {
+  server_.countCutOff();
   endInput();
   auto line = std::make_shared<RequestLine>();
   line->elements.push_back({.id = "null", .wantsReply = true, .text = ""});
@@ -168,11 +181,13 @@ void Connection::releaseReplies() {
 }
 
 void Connection::notify(const Text& line) {
-  if (closed_) return;
-  notificationBytes_ += line->size();
-  outgoing_.push_back({line, 0});
-  if (unsentBytes() > maxUnsentBytes) return server_.cutOff(*this);
-  send();
+  guarded([&] {
+    if (closed_) return;
+    notificationBytes_ += line->size();
+    outgoing_.push_back({line, 0});
+    if (unsentBytes() > maxUnsentBytes) return server_.cutOff(*this);
+    send();
+  });
 }
 
 void Connection::send() {
@@ -186,7 +201,7 @@ void Connection::send() {
   const std::size_t chunks = buffers.size();
   asio::async_write(socket_, buffers,
                     [self = shared_from_this(), chunks](const auto& error, std::size_t) {
-                      self->sent(error, chunks);
+                      self->guarded([&] { self->sent(error, chunks); });
                     });
 }
 

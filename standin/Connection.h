@@ -88,6 +88,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
     std::size_t replyBytes;  ///< how much of it counts as unsent reply bytes
   };
 
+  template <typename Action>
+  void guarded(Action&& action);
   bool resting() const;
   void read();
   void received(const boost::system::error_code& error, std::size_t bytes);

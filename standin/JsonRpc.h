@@ -17,6 +17,7 @@ enum ErrorCode : int {
   invalidRequest = -32600,
   unknownMethod = -32601,
   badParameters = -32602,
+  internalError = -32603,
 };
 
 /// An error of one request; thrown while its parameters are read.

@@ -1,5 +1,7 @@
 #include "platform/KorOamApi.h"
 
+#include <new>
+
 #include "standin/OamService.h"
 
 struct KorOamApi::Implementation {
@@ -8,7 +10,15 @@ struct KorOamApi::Implementation {
 
 namespace {
 
-int sent(bool done) { return done ? 0 : -1; }
+/// 0 where `operation` returns true. Lack of memory is one way to fail.
+template <typename Operation>
+int outcome(Operation&& operation) {
+  try {
+    return operation() ? 0 : -1;
+  } catch (const std::bad_alloc&) {
+    return -1;
+  }
+}
 
 }  // namespace
 
@@ -32,43 +42,49 @@ int KorOamApi::doRegister(const GetFunction& get, const GetBySessionFunction&,
                           const InitProvCompleteFunction& initProvComplete,
                           const SetIndResultFunction& setIndResult, const GetKeysFunction& getKeys,
                           const GetKeysBySessionFunction&, int) {
-  return sent(implementation_->service.start(
-      {get, set, notify, clear, svcRegInd, svcRegResult, initProvComplete, setIndResult, getKeys}));
+  return outcome([&] {
+    return implementation_->service.start({get, set, notify, clear, svcRegInd, svcRegResult,
+                                           initProvComplete, setIndResult, getKeys});
+  });
 }
 
 int KorOamApi::sendVmbSvcRegInd(Zel::OamSvcRegInd::SvcRegType type,
                                 const std::vector<unsigned short>& groups) {
-  return sent(implementation_->service.sendSvcRegInd(type, groups));
+  return outcome([&] { return implementation_->service.sendSvcRegInd(type, groups); });
 }
 
 int KorOamApi::sendVmbSvcRegSetUpdateInd(Zel::OamSvcRegInd::SvcRegType type,
                                          const std::vector<unsigned short>& values) {
-  return sent(implementation_->service.sendSvcRegSetUpdateInd(type, values));
+  return outcome([&] { return implementation_->service.sendSvcRegSetUpdateInd(type, values); });
 }
 
-int KorOamApi::sendVmbSvcRegEndInd() { return sent(implementation_->service.sendSvcRegEndInd()); }
+int KorOamApi::sendVmbSvcRegEndInd() {
+  return outcome([&] { return implementation_->service.sendSvcRegEndInd(); });
+}
 
 int KorOamApi::sendSetInd(boost::shared_ptr<Zel::Record>& record, Zel::ApplyActionType applyAction,
                           Zel::MgmtOpType opType) {
-  return sent(implementation_->service.sendSetInd(record, applyAction, opType));
+  return outcome([&] { return implementation_->service.sendSetInd(record, applyAction, opType); });
 }
 
 int KorOamApi::sendEvent(const boost::shared_ptr<Zel::Event>& event) {
-  return sent(implementation_->service.sendEvent(*event));
+  return outcome([&] { return implementation_->service.sendEvent(*event); });
 }
 
 int KorOamApi::sendAlarm(const boost::shared_ptr<Zel::Alarm>& alarm) {
-  return sent(implementation_->service.sendAlarm(*alarm));
+  return outcome([&] { return implementation_->service.sendAlarm(*alarm); });
 }
 
 int KorOamApi::sendRecordUpdateEvent(const boost::shared_ptr<Zel::RecordUpdateEvent>& event,
                                      Zel::MgmtOpType opType) {
-  return sent(implementation_->service.sendRecordUpdateEvent(*event, opType));
+  return outcome([&] { return implementation_->service.sendRecordUpdateEvent(*event, opType); });
 }
 
 int KorOamApi::sendDeferredSetRspInd(unsigned short transactionId, Zel::MgmtResult result,
                                      const Zel::SafeStringT<256, false>& errorString,
                                      Zel::ApplyActionType applyAction) {
-  return sent(implementation_->service.sendDeferredSetRspInd(transactionId, result, errorString,
-                                                             applyAction));
+  return outcome([&] {
+    return implementation_->service.sendDeferredSetRspInd(transactionId, result, errorString,
+                                                          applyAction);
+  });
 }

@@ -1,5 +1,7 @@
 #include "standin/MainLoop.h"
 
+#include <cstdio>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -16,6 +18,18 @@ std::vector<std::function<void()>>& endActions() {
 boost::asio::io_context& mainLoop() {
   static auto& loop = *new boost::asio::io_context(1);
   return loop;
+}
+
+void runMainLoop() {
+  for (;;) {
+    try {
+      mainLoop().run();
+      return;
+    } catch (const std::bad_alloc&) {
+      // What was being done is lost; connections guard themselves.
+      std::fputs("quorin: out of memory in the main loop\n", stderr);
+    }
+  }
 }
 
 void atEndOfMainLoop(std::function<void()> action) { endActions().push_back(std::move(action)); }

@@ -10,6 +10,9 @@ namespace standin {
 /// `exit` runs.
 boost::asio::io_context& mainLoop();
 
+/// Runs the loop until it is stopped. Main thread only.
+void runMainLoop();
+
 /// Registers what the main thread does once the loop has ended, before the main loop of the
 /// process returns. Main thread only.
 void atEndOfMainLoop(std::function<void()> action);

@@ -4,6 +4,8 @@
 
 #include <array>
 #include <cstdio>
+#include <new>
+#include <system_error>
 #include <utility>
 
 #include "platform/Process.h"
@@ -49,9 +51,15 @@ bool OamService::start(const Slots& slots) {
   started_ = true;
   slots_ = slots;
   if (environment().automatic && slots_.svcRegInd) callbacks_.postAutomatic(slots_.svcRegInd);
+  try {
+    // Clients are served when the registration is through, so that none meets it half-finished.
+    callbacks_.start(
+        [this] { boost::asio::post(mainLoop(), [this] { server_.startAccepting(); }); });
+  } catch (const std::system_error& error) {
+    std::fprintf(stderr, "quorin: cannot start the callback thread: %s\n", error.what());
+    return false;
+  }
   atEndOfMainLoop([this] { shutDown(); });
-  // Clients are served when the registration is through, so that none meets it half-finished.
-  callbacks_.start([this] { boost::asio::post(mainLoop(), [this] { server_.startAccepting(); }); });
   return true;
 }
 
@@ -174,6 +182,15 @@ bool OamService::sendDeferredSetRspInd(std::uint16_t transactionId, Zel::MgmtRes
                                        .take());
 }
 
+// Without memory for one reply there may well be enough for the next.
+void OamService::perform(const Work& work, const Reply& reply) {
+  try {
+    work(reply);
+  } catch (const std::bad_alloc&) {
+    reply.error({rpc::internalError, "out of memory"});
+  }
+}
+
 void OamService::serve(rpc::Request& request, const Reply& reply) {
   Parameters parameters(request.params, request.positionalParams);
   const auto method = methods().find(request.method);
@@ -194,7 +211,7 @@ void OamService::serve(rpc::Request& request, const Reply& reply) {
       ++requests_[request.method];
       // Nobody waits for the answer once the client is gone; a notification expects none.
       callbacks_.post(
-          reply.connection()->lane(), [work = std::move(work), reply] { work(reply); },
+          reply.connection()->lane(), [work = std::move(work), reply] { perform(work, reply); },
           reply.wanted());
     } else {
       reply.error({rpc::unknownMethod, "there is no method " + request.method});

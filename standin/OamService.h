@@ -64,6 +64,7 @@ class OamService {
   using Prepare = Work (OamService::*)(Parameters& parameters);
 
   void serve(rpc::Request& request, const Reply& reply);
+  static void perform(const Work& work, const Reply& reply);
   std::string status() const;
 
   Work prepareGet(Parameters& parameters);

@@ -1,9 +1,13 @@
 // The process framework: command line, signals, main loop, pauses.
 #include "platform/Process.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <boost/asio/signal_set.hpp>
 #include <boost/program_options/parsers.hpp>
+#include <boost/system/system_error.hpp>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
@@ -35,6 +39,22 @@ StopSignal& stopSignal() {
   return signal;
 }
 
+// Never destroyed: a second signal while the process ends must not kill it.
+boost::asio::signal_set& caughtSignals() {
+  static auto& signals = *new boost::asio::signal_set(standin::mainLoop());
+  return signals;
+}
+
+/// A stop ends in this time, in seconds, even where a thread hangs in a write that nobody reads.
+constexpr unsigned int longestStop = 3;
+
+void endAtOnce(int) {
+  constexpr char reason[] = "quorin: a thread does not end; it is left behind\n";
+  const ssize_t ignored = ::write(STDERR_FILENO, reason, sizeof reason - 1);
+  static_cast<void>(ignored);
+  ::_exit(0);
+}
+
 void printListing(const char* program, const po::options_description& options,
                   const po::options_description& frameworkOptions) {
   std::cout << "Usage: " << program << " [options]\n\n" << options << '\n' << frameworkOptions;
@@ -44,13 +64,28 @@ void printListing(const char* program, const po::options_description& options,
 
 struct Process::Implementation {
   po::variables_map variables;
-  boost::asio::signal_set signals{standin::mainLoop()};
 
-  void watchSignals(Process& process) {
-    signals.async_wait([this, &process](const boost::system::error_code& error, int signal) {
+  static bool catchSignals(Process& process) {
+    // Writing where nobody reads, or more than a file may hold, is an error of that write alone.
+    for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
+    try {
+      for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGUSR2, SIGQUIT, SIGCHLD}) {
+        caughtSignals().add(signal);
+      }
+    } catch (const boost::system::system_error& error) {
+      std::fprintf(stderr, "quorin: cannot set up the main loop: %s\n",
+                   error.code().message().c_str());
+      return false;
+    }
+    awaitSignal(process);
+    return true;
+  }
+
+  static void awaitSignal(Process& process) {
+    caughtSignals().async_wait([&process](const boost::system::error_code& error, int signal) {
       if (error) return;
       deliver(process, signal);
-      watchSignals(process);
+      awaitSignal(process);
     });
   }
 
@@ -110,18 +145,17 @@ Process::Process(int argc, char** argv, unsigned int, const po::options_descript
     const std::lock_guard lock(stopSignal().mutex);
     stopSignal().stopping = false;
   }
+  // What the process makes is its own, unless it says otherwise.
+  ::umask(S_IRWXG | S_IRWXO);
   // A console line reaches its reader when it is written, not when a buffer is full.
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-  good = implementation_->parse(argc, argv, options);
-  if (!good) return;
-  std::signal(SIGPIPE, SIG_IGN);
-  for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGUSR2, SIGQUIT, SIGCHLD}) {
-    implementation_->signals.add(signal);
-  }
-  implementation_->watchSignals(*this);
+  good = implementation_->parse(argc, argv, options) && Implementation::catchSignals(*this);
 }
 
-Process::~Process() { theProcess = nullptr; }
+Process::~Process() {
+  if (good) caughtSignals().cancel();
+  theProcess = nullptr;
+}
 
 void Process::halt() {
   {
@@ -142,7 +176,9 @@ void Process::childTerm() {}
 const po::variables_map& Process::programOptions() const { return implementation_->variables; }
 
 int Process::operator()() {
-  standin::mainLoop().run();
+  standin::runMainLoop();
+  std::signal(SIGALRM, endAtOnce);
+  ::alarm(longestStop);
   standin::runEndActions();
   return 0;
 }

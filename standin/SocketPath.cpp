@@ -95,12 +95,10 @@ std::string SocketPath::bind() {
     return failure("bind a socket to", errno);
   }
   struct stat status {};
-  if (::chmod(path_.c_str(), socketMode) != 0 || ::lstat(path_.c_str(), &status) != 0) {
-    return failure("set the mode of", errno);
-  }
+  if (::lstat(path_.c_str(), &status) != 0) return failure("look at", errno);
   device_ = status.st_dev;
   inode_ = status.st_ino;
-  return "";
+  return ::chmod(path_.c_str(), socketMode) == 0 ? "" : failure("set the mode of", errno);
 }
 
 std::string SocketPath::listen() {

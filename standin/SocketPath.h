@@ -4,7 +4,6 @@
 #include <sys/types.h>
 
 #include <string>
-#include <utility>
 
 namespace standin {
 
@@ -27,8 +26,10 @@ class SocketPath {
   /// Removes the path, if it still is ours; so does the destructor.
   void remove();
 
-  /// Hands the bound socket, which does not block, over to the caller.
-  int takeDescriptor() { return std::exchange(socket_, -1); }
+  /// The bound socket, which does not block.
+  int descriptor() const { return socket_; }
+  /// Leaves the bound socket to the caller.
+  void releaseDescriptor() { socket_ = -1; }
 
  private:
   std::string lock();

@@ -23,12 +23,17 @@ const rpc::Error stoppingError{rpc::stopping, "the process is stopping"};
 SocketServer::SocketServer(CallbackThread& callbacks, Serve serve)
     : callbacks_(callbacks), serve_(std::move(serve)), acceptor_(mainLoop()), retry_(mainLoop()) {}
 
-std::string SocketServer::listen() { return path_.listen(); }
-
-void SocketServer::startAccepting() {
-  acceptor_.assign(Protocol(), path_.takeDescriptor());
-  accept();
+std::string SocketServer::listen() {
+  std::string reason = path_.listen();
+  if (!reason.empty()) return reason;
+  boost::system::error_code error;
+  acceptor_.assign(Protocol(), path_.descriptor(), error);
+  if (error) return "cannot watch the socket: " + error.message();
+  path_.releaseDescriptor();
+  return "";
 }
+
+void SocketServer::startAccepting() { accept(); }
 
 void SocketServer::accept() {
   acceptor_.async_accept([this](const boost::system::error_code& error, Protocol::socket socket) {
@@ -85,7 +90,7 @@ void SocketServer::distribute(std::string_view method, const Connection::Text& l
 }
 
 void SocketServer::cutOff(Connection& connection) {
-  ++counters_.cutOff;
+  countCutOff();
   connection.close();
 }
 

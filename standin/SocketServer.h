@@ -27,7 +27,7 @@ class SocketServer {
     std::map<std::string, std::uint64_t, std::less<>> notifications;
     std::uint64_t made = 0;     ///< connections accepted
     std::uint64_t refused = 0;  ///< connections past the limit
-    std::uint64_t cutOff = 0;   ///< connections closed for what they left unread
+    std::uint64_t cutOff = 0;   ///< connections that a limit has closed
   };
 
   SocketServer(CallbackThread& callbacks, Serve serve);
@@ -51,6 +51,7 @@ class SocketServer {
   // For connections.
   void serve(rpc::Request& request, const Reply& reply);
   void cutOff(Connection& connection);
+  void countCutOff() { ++counters_.cutOff; }
   void forget(Connection& connection);
   void drained() { callbacks_.wake(); }
 
