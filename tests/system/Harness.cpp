@@ -1,10 +1,16 @@
 #include "Harness.h"
 
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <pwd.h>
-#include <spawn.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -56,14 +62,37 @@ bool matches(const json::value& value, const json::value& expected) {
   return value == expected;
 }
 
-Process::Process(const std::string& commandLine, const std::string& outputPath)
+namespace {
+
+// Lets the kernel refuse system calls of this process and of those that it becomes or starts.
+void refuse(const Refusals& refusals) {
+  std::vector<sock_filter> filter = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
+  for (const Refusal& refusal : refusals) {
+    filter.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, std::uint32_t(refusal.call), 0, 1));
+    filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | std::uint32_t(refusal.error)));
+  }
+  filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
+  const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
+  if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+      ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
+    ::_exit(126);
+  }
+}
+
+}  // namespace
+
+Process::Process(const std::string& commandLine, const std::string& outputPath,
+                 const Refusals& refusals)
     : outputPath_(outputPath) {
   const std::string script = "set -f; exec env " + commandLine + " </dev/null >" + outputPath_ +
                              ".out 2>" + outputPath_ + ".err";
-  std::string words[] = {"sh", "-c", script};
-  char* const arguments[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
-  const int error = ::posix_spawnp(&pid_, "sh", nullptr, nullptr, arguments, environ);
-  if (error != 0) throw std::system_error(error, std::generic_category(), "sh");
+  pid_ = ::fork();
+  if (pid_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
+  if (pid_ != 0) return;
+  if (!refusals.empty()) refuse(refusals);
+  ::execlp("sh", "sh", "-c", script.c_str(), nullptr);
+  ::_exit(127);
 }
 
 Process::~Process() {
@@ -84,6 +113,12 @@ Outcome Process::wait() {
   return {WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status), out(), err()};
 }
 
+long Process::status(const std::string& name) const {
+  const std::string all = fileContent("/proc/" + std::to_string(pid_) + "/status");
+  const std::size_t at = all.find("\n" + name + ":");
+  return at == std::string::npos ? -1 : std::stol(all.substr(at + name.size() + 2));
+}
+
 std::unique_ptr<Client> Client::connectTo(const std::string& path) {
   auto client = std::make_unique<Client>();
   client->stream_.expires_after(longest);
@@ -95,6 +130,22 @@ void Client::sendBytes(std::string_view bytes) {
   stream_.expires_after(longest);
   stream_ << bytes << std::flush;
   stream_.clear();
+}
+
+std::size_t Client::sendUntilFull(std::string_view bytes) {
+  std::size_t sent = 0;
+  for (int pauses = 0; sent < bytes.size() && pauses < 10;) {
+    const ssize_t count = ::send(stream_.socket().native_handle(), bytes.data() + sent,
+                                 bytes.size() - sent, MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (count > 0) {
+      sent += static_cast<std::size_t>(count);
+      pauses = 0;
+    } else {
+      std::this_thread::sleep_for(std::chrono::milliseconds(30));
+      ++pauses;
+    }
+  }
+  return sent;
 }
 
 std::string Client::readLine() {
@@ -172,7 +223,7 @@ std::unique_ptr<Process> SystemTest::launch(const std::string& commandLine,
                                             const std::string& environment) {
   return std::make_unique<Process>("-u KOR_OAM_AUTO -u ZEL_LOG_LEVEL KOR_OAM_SOCKET=" + socketPath +
                                        " " + environment + " " + commandLine,
-                                   path("process" + std::to_string(++processes_)));
+                                   path("process" + std::to_string(++processes_)), refusals);
 }
 
 void SystemTest::expectRefused(const std::string& options, const std::string& environment,

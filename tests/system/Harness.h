@@ -55,11 +55,18 @@ struct Outcome {
   }
 };
 
+/// A system call that the kernel is to refuse, and the errno that it gives.
+struct Refusal {
+  long call;
+  int error;
+};
+using Refusals = std::vector<Refusal>;
+
 /// A process whose output goes to files. Killed with the object, if it still runs.
 class Process {
  public:
   /// `commandLine` is for `env`, read by a shell that expands no file names.
-  Process(const std::string& commandLine, const std::string& outputPath);
+  Process(const std::string& commandLine, const std::string& outputPath, const Refusals& refusals);
   ~Process();
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
@@ -68,6 +75,8 @@ class Process {
   void signal(int number) const { ::kill(pid_, number); }
   bool ended();
   Outcome wait();
+  /// A number of its /proc/PID/status, in the unit of that file.
+  long status(const std::string& name) const;
   std::string out() const { return fileContent(outputPath_ + ".out"); }
   std::string err() const { return fileContent(outputPath_ + ".err"); }
 
@@ -86,6 +95,8 @@ class Client {
   /// Sends the bytes as they are. A peer that closes meanwhile is no error.
   void sendBytes(std::string_view bytes);
   void send(std::string_view line) { sendBytes(std::string(line) + '\n'); }
+  /// Sends what the peer takes until it takes nothing for a while; returns how many bytes.
+  std::size_t sendUntilFull(std::string_view bytes);
   void endInput() { stream_.socket().shutdown(Protocol::socket::shutdown_send); }
 
   /// Empty at the end of the connection.
@@ -146,6 +157,8 @@ class SystemTest : public testing::Test {
 
  protected:
   const std::string socketPath;
+  /// Of every process that is launched from now on.
+  Refusals refusals;
   std::unique_ptr<Process> daemon;
   std::unique_ptr<Client> client;
 };

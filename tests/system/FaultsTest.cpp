@@ -1,0 +1,223 @@
+// What the machine refuses: system calls, descriptors, memory, room for output, and the access of
+// those who do not belong.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "Harness.h"
+
+using namespace harness;
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool boundedAddressSpace = false;  // a sanitizer needs terabytes of it
+#else
+constexpr bool boundedAddressSpace = true;
+#endif
+
+const std::string stats5 = R"({"recordId":"0x111f000b"})";
+
+class FaultsTest : public SystemTest {
+ protected:
+  /// Changes a soft limit of the daemon; only who runs as it does may do that.
+  void setLimit(const std::string& limit) {
+    const std::string asApps =
+        ::getuid() == 0 ? "setpriv --reuid=apps --regid=apps --clear-groups " : "";
+    const std::string pid = std::to_string(daemon->pid());
+    EXPECT_EQ(launch(asApps + "prlimit --pid=" + pid + " --" + limit + ":")->wait().status, 0);
+  }
+
+  std::ptrdiff_t descriptors() const {
+    const std::filesystem::directory_iterator all("/proc/" + std::to_string(daemon->pid()) + "/fd");
+    return std::distance(begin(all), end(all));
+  }
+
+  /// Processor time of the daemon, in ticks of a hundredth of a second.
+  long processorTicks() const {
+    const std::string stat = fileContent("/proc/" + std::to_string(daemon->pid()) + "/stat");
+    const Strings fields = split(stat.substr(stat.rfind(')')), ' ');
+    return std::stol(fields.at(12)) + std::stol(fields.at(13));
+  }
+
+  /// A daemon whose standard output is `file`.
+  void startInto(const std::string& file, const std::string& prefix = "") {
+    daemon = launch(prefix + "sh -c 'exec " QUORIN_PROGRAM " --group 111f >" + file + "'");
+    ASSERT_TRUE(eventually([&] { return (client = Client::connectTo(socketPath)) != nullptr; }));
+  }
+
+  void expectStop() {
+    daemon->signal(SIGTERM);
+    EXPECT_EQ(daemon->wait().status, 0);
+  }
+};
+
+TEST_F(FaultsTest, ARefusedSystemCallEndsTheStartWithItsReason) {
+  if (::getuid() != 0) GTEST_SKIP() << "needs root";
+  const std::string privileges = "L1: Error dropping privileges: 1\n";
+  const struct {
+    Refusal refusal;
+    std::string reason;
+  } cases[] = {
+      {{SYS_setgroups, EPERM}, privileges},
+      {{SYS_setresgid, EPERM}, privileges},
+      {{SYS_setresuid, EPERM}, privileges},
+      {{SYS_capset, EPERM}, privileges},
+      {{SYS_epoll_create1, EMFILE}, "quorin: cannot set up the main loop: Too many open files\n"},
+      {{SYS_pipe2, ENFILE}, "cannot set up the main loop: Too many open files in system\n"},
+      {{SYS_flock, ENOLCK}, "cannot lock " + socketPath + ".lock: No locks available\n"},
+      {{SYS_socket, ENOBUFS}, "cannot make a socket for " + socketPath + ": No buffer space"},
+      {{SYS_bind, EADDRNOTAVAIL}, "cannot bind a socket to " + socketPath + ": Cannot assign"},
+      {{SYS_chmod, EPERM}, "cannot set the mode of " + socketPath + ": Operation not permitted\n"},
+      {{SYS_listen, EADDRINUSE}, "cannot listen at " + socketPath + ": Address already in use\n"},
+      {{SYS_epoll_ctl, ENOSPC}, "cannot watch the socket: No space left on device\n"}};
+  for (const auto& [refusal, reason] : cases) {
+    refusals = {refusal};
+    expectRefused("", "", reason);
+    EXPECT_FALSE(std::filesystem::exists(socketPath)) << reason;
+  }
+  // A socket that its daemon has left behind.
+  refusals = {};
+  start("");
+  daemon->signal(SIGKILL);
+  daemon->wait();
+  refusals = {{SYS_connect, EPERM}};
+  expectRefused("", "", "cannot tell who serves " + socketPath + ": Operation not permitted");
+  refusals = {{SYS_unlink, EROFS}};
+  expectRefused("", "", "cannot remove the stale socket " + socketPath + ": Read-only file system");
+}
+
+TEST_F(FaultsTest, AForbiddenOrOccupiedPlaceIsNamed) {
+  if (::getuid() != 0) GTEST_SKIP() << "needs root";
+  const std::string there = path("there"), lock = there + "/oam.sock.lock";
+  const std::string variable = "KOR_OAM_SOCKET=" + there + "/oam.sock";
+  std::filesystem::create_directory(there);
+  expectRefused("", variable, "cannot open the lock file " + lock + ": Permission denied");
+  std::ofstream(lock) << "";
+  ASSERT_EQ(::chmod(lock.c_str(), 0666), 0);
+  expectRefused("", variable, "cannot bind a socket to " + there + "/oam.sock: Permission denied");
+  std::filesystem::remove(lock);
+  std::filesystem::create_directory(lock);
+  expectRefused("", variable, "cannot open the lock file " + lock + ": Is a directory");
+  std::filesystem::remove(lock);
+  std::filesystem::create_symlink(path("elsewhere"), lock);
+  expectRefused("", variable, "cannot open the lock file " + lock + ": Too many levels");
+  EXPECT_FALSE(std::filesystem::exists(path("elsewhere")));
+}
+
+TEST_F(FaultsTest, WithFewDescriptorsItSaysSoOrServesOnceThereAreMore) {
+  bool served = false;
+  for (int limit = 4; !served; ++limit) {
+    daemon = launch("prlimit --nofile=" + std::to_string(limit) + ": " QUORIN_PROGRAM);
+    ASSERT_TRUE(eventually([&] {
+      client = Client::connectTo(socketPath);
+      return client != nullptr || daemon->ended();
+    }));
+    served = client != nullptr;
+    if (served) continue;
+    const Outcome outcome = daemon->wait();
+    if (outcome.status == 127) continue;  // not even its libraries can be opened
+    EXPECT_EQ(outcome.status, 255) << limit;
+    EXPECT_NE(outcome.err.find(": Too many open files"), std::string::npos) << outcome;
+  }
+  // It has all that it needs, and no descriptor for a client: it waits, and does not spin.
+  client->request(1, "status");
+  const long before = processorTicks();
+  ::sleep(1);
+  EXPECT_LT(processorTicks() - before, 20);
+  EXPECT_FALSE(daemon->ended());
+  setLimit("nofile=64");
+  EXPECT_EQ(client->readObject().at("id"), 1);
+
+  const std::ptrdiff_t atRest = descriptors();
+  for (int round = 0; round < 20; ++round) connect()->result("status");
+  EXPECT_TRUE(eventually([&] { return descriptors() == atRest; }));
+}
+
+TEST_F(FaultsTest, AConnectionThatCannotBeReadOrWrittenIsLeftAlone) {
+  for (const auto& [one, many] :
+       {std::pair{SYS_recvfrom, SYS_recvmsg}, std::pair{SYS_sendto, SYS_sendmsg}}) {
+    refusals = {{one, EIO}, {many, EIO}};
+    start("");
+    const std::ptrdiff_t atRest = descriptors();
+    for (int round = 0; round < 20; ++round) {
+      const auto other = connect();
+      other->request(1, "status");
+      EXPECT_EQ(other->readLine(), "");
+    }
+    EXPECT_TRUE(
+        eventually([&] { return descriptors() <= atRest + 1; }));  // `client`, accepted late
+    expectStop();
+  }
+}
+
+TEST_F(FaultsTest, WithoutItsCallbackThreadItEnds) {
+  if (!boundedAddressSpace) GTEST_SKIP() << "a sanitizer is at work";
+  // Room for the stack of one thread, the simulator.
+  expectRefused("", "prlimit --stack=4294967296 --as=6442450944",
+                "quorin: cannot start the callback thread: Resource temporarily unavailable");
+}
+
+TEST_F(FaultsTest, WithoutMemoryForAReplyTheNextIsAnswered) {
+  if (!boundedAddressSpace) GTEST_SKIP() << "a sanitizer is at work";
+  // Without further arenas, which are set aside whole, what the limit leaves is small.
+  start("--group 111f --quiet", "GLIBC_TUNABLES=glibc.malloc.arena_max=1");
+  const std::string large = R"({"recordId":"0x111f0007","batchSize":65535})";
+  setLimit("as=" + std::to_string((daemon->status("VmSize") + 1024) * 1024));
+  for (int round = 0; round < 3; ++round) {
+    EXPECT_TRUE(matches(client->call("get", large), json::parse(R"({"error":{"code":-32603}})")));
+    EXPECT_EQ(client->result("get", stats5).at("records").as_array().size(), 4U);
+  }
+  setLimit("as=unlimited");
+  EXPECT_EQ(client->result("get", large).at("records").as_array().size(), 65535U);
+}
+
+TEST_F(FaultsTest, StandardOutputThatTakesNothingHoldsUpNoAnswer) {
+  for (const auto& [file, prefix] : {std::pair<std::string, std::string>{"/dev/full", ""},
+                                     {path("small"), "prlimit --fsize=100: "}}) {
+    startInto(file, prefix);
+    for (int round = 0; round < 20; ++round) client->result("get", stats5);
+    expectStop();
+  }
+}
+
+TEST_F(FaultsTest, APipeThatNobodyReadsDoesNotHoldUpTheStop) {
+  ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
+  const int pipe = ::open(path("pipe").c_str(), O_RDWR);
+  startInto(path("pipe"));
+  std::string requests;
+  for (int id = 0; id < 20000; ++id) requests += request(id, "get", stats5) + "\n";
+  EXPECT_LT(client->sendUntilFull(requests), requests.size());
+  // The callback thread hangs; everything else goes on.
+  EXPECT_EQ(connect()->result("status").at("pid"), daemon->pid());
+  expectStop();
+  EXPECT_NE(daemon->err().find("a thread does not end"), std::string::npos);
+  ::close(pipe);
+}
+
+TEST_F(FaultsTest, OthersAreRefusedByTheKernel) {
+  if (::getuid() != 0) GTEST_SKIP() << "needs root";
+  start("--group 111f");
+  ASSERT_EQ(::chmod(path("").c_str(), 0755), 0);
+  const std::string stranger = "setpriv --reuid=65534 --regid=65534 --clear-groups ";
+  const std::string command = OAMCTL_PROGRAM " get Test3-Stats5";
+  const Outcome refused = launch(stranger + command)->wait();
+  if (refused.status == 126) GTEST_SKIP() << "nobody cannot reach " OAMCTL_PROGRAM;
+  EXPECT_EQ(refused.status, 3);
+  EXPECT_NE(refused.err.find("Permission denied"), std::string::npos) << refused;
+  // A member of the group may.
+  EXPECT_EQ(launch("setpriv --reuid=65534 --regid=apps --clear-groups " + command)->wait().status,
+            0);
+  const struct stat lock = [&] {
+    struct stat status {};
+    ::stat((socketPath + ".lock").c_str(), &status);
+    return status;
+  }();
+  EXPECT_EQ(lock.st_mode, S_IFREG | 0600U);
+}
+
+}  // namespace
