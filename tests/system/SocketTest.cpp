@@ -57,6 +57,7 @@ TEST_F(SocketTest, LinesThatAreTooDeepOrTooLongAreRefused) {
     EXPECT_EQ(offender->readLine(), "");
     EXPECT_EQ(client->result("status").at("pid"), daemon->pid());
   }
+  converse(R"(status {} -> {"counters":{"connections":{"made":3,"refused":0,"cutOff":2}}})");
 }
 
 TEST_F(SocketTest, BatchesAreAnsweredInOneLineWithoutTheirNotifications) {

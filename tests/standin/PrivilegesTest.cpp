@@ -1,0 +1,118 @@
+// Whether what the privilege drop took can be taken back: by trying, in a process of its own.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <grp.h>
+#include <linux/capability.h>
+#include <pwd.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "gtest/gtest.h"
+#include "platform/ProcPrivs.h"
+
+namespace {
+
+bool setCapabilities(std::uint32_t low, std::uint32_t high) {
+  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  const __user_cap_data_struct all[] = {{low, low, low}, {high, high, high}};
+  return ::syscall(SYS_capset, &header, all) == 0;
+}
+
+bool holdsCapabilities() {
+  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct held[2] = {};
+  ::syscall(SYS_capget, &header, held);
+  std::uint32_t all = 0;
+  for (const auto& word : held) all |= word.effective | word.permitted | word.inheritable;
+  for (int capability = 0; capability < 64; ++capability) {
+    if (::prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_IS_SET, capability, 0, 0) == 1) all |= 1;
+  }
+  return all != 0;
+}
+
+bool bindsPort1() {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(1);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+  return ::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
+// The ways back that are open, as bits.
+unsigned int openWaysBack() {
+  const gid_t root = 0;
+  const bool ways[] = {
+      ::setuid(0) == 0,
+      ::seteuid(0) == 0,
+      ::setresuid(0, 0, 0) == 0,
+      ::setgid(0) == 0,
+      ::setegid(0) == 0,
+      ::setgroups(1, &root) == 0,
+      ::getgroups(0, nullptr) != 0,
+      holdsCapabilities(),
+      setCapabilities(1u << CAP_SETUID, 0),
+      ::prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_RAISE, CAP_SETUID, 0, 0) == 0,
+      ::prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0) != 1,
+      ::prctl(PR_SET_NO_NEW_PRIVS, 0, 0, 0, 0) == 0,
+      ::open("/etc/shadow", O_RDONLY) >= 0,
+      ::chroot("/") == 0,
+      bindsPort1(),
+  };
+  unsigned int bits = 0;
+  for (std::size_t i = 0; i < std::size(ways); ++i) bits |= unsigned{ways[i]} << i;
+  return bits;
+}
+
+/// Drops to "apps" in a child, which `prepare` may have prepared; returns the ways back.
+template <typename Prepare>
+unsigned int waysBackAfterDrop(Prepare&& prepare) {
+  int ends[2];
+  if (::pipe(ends) != 0) return ~0u;
+  const pid_t child = ::fork();
+  if (child == 0) {
+    Zel::ProcPrivs privileges;
+    privileges.setUser("apps");
+    privileges.setGroup("apps");
+    unsigned int bits = ~0u;
+    if (prepare() && privileges.applyPrivileges() == 0) bits = openWaysBack();
+    static_cast<void>(!::write(ends[1], &bits, sizeof bits));
+    ::_exit(0);
+  }
+  unsigned int bits = ~0u;
+  if (::read(ends[0], &bits, sizeof bits) != sizeof bits) bits = ~0u;
+  ::waitpid(child, nullptr, 0);
+  ::close(ends[0]);
+  ::close(ends[1]);
+  return bits;
+}
+
+TEST(PrivilegesTest, ThereIsNoWayBack) {
+  if (::getuid() != 0) GTEST_SKIP() << "needs root";
+  ASSERT_NE(holdsCapabilities(), false);
+  EXPECT_EQ(waysBackAfterDrop([] { return true; }), 0U);
+  // Capabilities that whoever starts the process wants it to keep, and the groups of root.
+  EXPECT_EQ(waysBackAfterDrop([] {
+              const gid_t groups[] = {0, 1};
+              return ::setgroups(2, groups) == 0 && ::prctl(PR_SET_KEEPCAPS, 1) == 0 &&
+                     setCapabilities(1u << CAP_SETUID | 1u << CAP_SETGID, 0);
+            }),
+            0U);
+  // It runs as "apps" already, with a capability that leads back.
+  EXPECT_EQ(waysBackAfterDrop([] {
+              const passwd* apps = ::getpwnam("apps");
+              return ::setgroups(0, nullptr) == 0 &&
+                     ::setresgid(apps->pw_gid, apps->pw_gid, apps->pw_gid) == 0 &&
+                     ::prctl(PR_SET_KEEPCAPS, 1) == 0 &&
+                     ::setresuid(apps->pw_uid, apps->pw_uid, apps->pw_uid) == 0 &&
+                     setCapabilities(1u << CAP_SETUID, 0);
+            }),
+            0U);
+}
+
+}  // namespace
