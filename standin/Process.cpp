@@ -1,6 +1,7 @@
 // The process framework: command line, signals, main loop, pauses.
 #include "platform/Process.h"
 
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +16,8 @@
 #include <cstdlib>
 #include <iostream>
 #include <mutex>
+#include <system_error>
+#include <thread>
 #include <utility>
 
 #include "standin/MainLoop.h"
@@ -45,14 +48,22 @@ boost::asio::signal_set& caughtSignals() {
   return signals;
 }
 
-/// A stop ends in this time, in seconds, even where a thread hangs in a write that nobody reads.
-constexpr unsigned int longestStop = 3;
+/// A stop ends in this time even where a thread hangs in a write that nobody reads.
+constexpr auto longestStop = std::chrono::seconds(3);
 
-void endAtOnce(int) {
-  constexpr char reason[] = "quorin: a thread does not end; it is left behind\n";
-  const ssize_t ignored = ::write(STDERR_FILENO, reason, sizeof reason - 1);
-  static_cast<void>(ignored);
-  ::_exit(0);
+// Without the thread for it, the stop takes as long as it takes.
+void limitStop() {
+  try {
+    std::thread([] {
+      std::this_thread::sleep_for(longestStop);
+      pollfd standardError{STDERR_FILENO, POLLOUT, 0};
+      if (::poll(&standardError, 1, 0) == 1) {  // nobody may be reading that, either
+        std::fputs("quorin: a thread does not end; it is left behind\n", stderr);
+      }
+      std::_Exit(0);
+    }).detach();
+  } catch (const std::system_error&) {
+  }
 }
 
 void printListing(const char* program, const po::options_description& options,
@@ -177,8 +188,7 @@ const po::variables_map& Process::programOptions() const { return implementation
 
 int Process::operator()() {
   standin::runMainLoop();
-  std::signal(SIGALRM, endAtOnce);
-  ::alarm(longestStop);
+  limitStop();
   standin::runEndActions();
   return 0;
 }
