@@ -133,8 +133,9 @@ class Quorin final : public Zel::Process {
   std::atomic<StartUp> startUp{StartUp::running};
 
   /// A deferred set response that the callback thread leaves owed and the simulator thread sends.
-  /// One word, so that each is handed over whole and once.
-  struct DeferredSetRsp {
+  /// One word, so that each is handed over whole and once; aligned as one, or Clang calls a library
+  /// for it.
+  struct alignas(4) DeferredSetRsp {
     bool pending = false;
     bool testRun = false;
     std::uint16_t transactionId = 0;
