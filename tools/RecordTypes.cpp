@@ -79,7 +79,8 @@ Number parseNumber(const Assignment& assignment, Number min, Number max) {
   Number number{};
   const char* end = text.data() + text.size();
   const auto [stopped, error] = std::from_chars(text.data(), end, number, hex ? 16 : 10);
-  if (error != std::errc() || stopped != end || number < min || number > max) {
+  const bool signedHex = hex && text.starts_with('-');
+  if (signedHex || error != std::errc() || stopped != end || number < min || number > max) {
     refuse(assignment, "a number from " + std::to_string(min) + " to " + std::to_string(max));
   }
   return number;
