@@ -58,13 +58,16 @@ std::string joined(const json::array& values) {
 }
 
 int printResult(const Invocation& invocation, const std::string& what, const json::object& reply) {
+  // Before anything is printed: a reply that makes no sense prints nothing.
+  const std::string summary = what + ": " + resultText(reply);
+  const int status = exitStatusOf(integerMember(reply, "result"));
   if (invocation.json) {
     printJson(reply);
   } else {
-    std::cout << what << ": " << resultText(reply) << '\n';
+    std::cout << summary << '\n';
     if (reply.contains("errorString")) printErrorString(reply);
   }
-  return exitStatusOf(integerMember(reply, "result"));
+  return status;
 }
 
 }  // namespace tools
