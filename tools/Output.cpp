@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <iostream>
 
+#include "records/Utf8.h"
+
 namespace json = boost::json;
 
 namespace tools {
@@ -51,8 +53,12 @@ void printJson(const json::value& value) { std::cout << json::serialize(value) <
 json::value jsonOf(const Value& value) {
   return std::visit(
       [](const auto& held) -> json::value {
-        if constexpr (std::is_same_v<std::remove_cvref_t<decltype(held)>, Wildcard>) {
+        using T = std::remove_cvref_t<decltype(held)>;
+        if constexpr (std::is_same_v<T, Wildcard>) {
           return "*";
+        } else if constexpr (std::is_same_v<T, std::string>) {
+          // A text of a record holds any bytes.
+          return json::value(Zel::validUtf8(held));
         } else {
           return json::value_from(held);
         }

@@ -1,0 +1,12 @@
+// Texts of records in messages that must be UTF-8.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace Zel {
+
+/// `text` with U+FFFD in place of each run of bytes that are no UTF-8.
+std::string validUtf8(std::string_view text);
+
+}  // namespace Zel
