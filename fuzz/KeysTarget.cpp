@@ -1,7 +1,6 @@
 // Key blocks of every record that has keys, with and without wildcard markers.
 //
 // Input: class, two bytes of setting, block.
-#include "catalogue/Catalogue.h"
 #include "fuzz/PlainBlocks.h"
 
 namespace fuzz {
@@ -68,20 +67,15 @@ void check(Input& input) {
   expect(block == written, "a valid key block writes back");
 }
 
-std::vector<void (*)(Input&)> allChecks() {
-  std::vector<void (*)(Input&)> checks;
-  Zel::catalogue::every(Zel::catalogue::Records{}, [&]<class R>(Zel::catalogue::TypeTag<R>) {
-    if constexpr (Zel::catalogue::Keyed<R>) checks.push_back(&check<typename R::Keys>);
-    return true;
-  });
-  return checks;
-}
-
 }  // namespace
 }  // namespace fuzz
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count) {
-  static const auto checks = fuzz::allChecks();
+  static const auto checks =
+      fuzz::checksOfRecords([]<class R>(Zel::catalogue::TypeTag<R>) -> fuzz::Check {
+        if constexpr (Zel::catalogue::Keyed<R>) return &fuzz::check<typename R::Keys>;
+        return nullptr;
+      });
   fuzz::Input input(bytes, count);
   checks[input.byte() % checks.size()](input);
   return 0;

@@ -1,7 +1,6 @@
 // Blocks of events, alarms and record-update events, and their printing.
 //
 // Input: class, two bytes of setting, block.
-#include "catalogue/Catalogue.h"
 #include "fuzz/PlainBlocks.h"
 
 namespace fuzz {
@@ -88,8 +87,8 @@ void check(Input& input) {
   expect(!out.overflow() && std::strlen(out.text()) == out.position(), "it prints into one line");
 }
 
-constexpr void (*checks[])(Input&) = {&check<Zel::EventTest1Evt1>, &check<Zel::AlarmTest1Alarm1>,
-                                      &check<Zel::RecordUpdateEventTest1RecUpdt1>};
+constexpr Check checks[] = {&check<Zel::EventTest1Evt1>, &check<Zel::AlarmTest1Alarm1>,
+                            &check<Zel::RecordUpdateEventTest1RecUpdt1>};
 
 }  // namespace
 }  // namespace fuzz

@@ -17,12 +17,26 @@
 #include <cstring>
 #include <iterator>
 
+#include "catalogue/Catalogue.h"
 #include "fuzz/Input.h"
 #include "records/Block.h"
 #include "records/Fields.h"
 #include "tools/LogCapture.h"
 
 namespace fuzz {
+
+using Check = void (*)(Input&);
+
+/// The checks that `checkOf(tag)` gives for the records of the catalogue; null for none.
+template <typename CheckOf>
+std::vector<Check> checksOfRecords(CheckOf&& checkOf) {
+  std::vector<Check> checks;
+  Zel::catalogue::every(Zel::catalogue::Records{}, [&](auto tag) {
+    if (const Check check = checkOf(tag)) checks.push_back(check);
+    return true;
+  });
+  return checks;
+}
 
 /// How a stream is laid out and what the object that reads it held before: two bytes of the input.
 struct Setting {

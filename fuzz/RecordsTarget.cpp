@@ -1,7 +1,6 @@
 // Record blocks of every class of the catalogue.
 //
 // Input: class, two bytes of setting, block.
-#include "catalogue/Catalogue.h"
 #include "fuzz/PlainBlocks.h"
 
 namespace fuzz {
@@ -55,20 +54,12 @@ void check(Input& input) {
   }
 }
 
-std::vector<void (*)(Input&)> allChecks() {
-  std::vector<void (*)(Input&)> checks;
-  Zel::catalogue::every(Zel::catalogue::Records{}, [&]<class R>(Zel::catalogue::TypeTag<R>) {
-    checks.push_back(&check<R>);
-    return true;
-  });
-  return checks;
-}
-
 }  // namespace
 }  // namespace fuzz
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count) {
-  static const auto checks = fuzz::allChecks();
+  static const auto checks = fuzz::checksOfRecords(
+      []<class R>(Zel::catalogue::TypeTag<R>) -> fuzz::Check { return &fuzz::check<R>; });
   fuzz::Input input(bytes, count);
   checks[input.byte() % checks.size()](input);
   return 0;
