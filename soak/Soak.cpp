@@ -1,0 +1,477 @@
+#include "soak/Soak.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <boost/json/parse.hpp>
+#include <boost/json/serialize.hpp>
+#include <cstdio>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace json = boost::json;
+using namespace std::chrono_literals;
+
+namespace soak {
+namespace {
+
+constexpr unsigned int clientCount = 8;
+constexpr std::size_t connectionLimit = 64;
+constexpr std::size_t lineLimit = std::size_t{1024} * 1024;
+constexpr auto patience = 20s;
+constexpr long memoryGrowth = 1024;  // KiB
+constexpr auto warmUp = 60s, shortestForMemory = 90s;
+constexpr std::size_t largeReplies = 8;
+
+const std::vector<std::string> daemonOptions = {
+    "--group",   "0x111d:0x111e:0x111f:0x0801", "--set-update", "L:1234:abcd", "--event-sim", "15",
+    "--set-ind", "--send-deferred-set-rsp"};
+
+// Waits for the next line; throws when there is none.
+std::string awaitLine(LineClient& link, const std::string& what) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (std::chrono::steady_clock::now() < deadline) {
+    if (const auto line = link.nextLine()) return std::string(*line);
+    link.wait(100);
+    if (link.transfer()) continue;
+    if (const auto line = link.nextLine()) return std::string(*line);
+    throw Wrong("the connection ends instead of " + what);
+  }
+  throw Wrong("no reply to " + what);
+}
+
+void expectLine(LineClient& link, const std::string& what, const std::string& expected) {
+  const std::string line = awaitLine(link, what);
+  if (line != expected) throwDifference(what, expected, line);
+}
+
+void expectEnd(LineClient& link, const std::string& what) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (link.transfer()) {
+    link.wait(100);
+    if (std::chrono::steady_clock::now() > deadline) throw Wrong("the end does not come: " + what);
+  }
+  if (const auto line = link.nextLine()) throwDifference("behind the end: " + what, "", *line);
+}
+
+std::string errorReply(const std::string& id, int code, const std::string& message) {
+  return R"({"jsonrpc":"2.0","id":)" + id + R"(,"error":{"code":)" + std::to_string(code) +
+         R"(,"message":")" + message + R"("}})";
+}
+
+void printCounts(const char* title, const std::map<std::string, std::uint64_t>& counts) {
+  std::uint64_t sum = 0;
+  for (const auto& [name, count] : counts) sum += count;
+  std::printf("%-13s %10llu ", title, static_cast<unsigned long long>(sum));
+  for (const auto& [name, count] : counts) {
+    std::printf(" %s %llu", name.c_str(), static_cast<unsigned long long>(count));
+  }
+  std::printf("\n");
+}
+
+}  // namespace
+
+Soak::Soak(const SoakOptions& options, const std::string& socketPath)
+    : options_(options),
+      socketPath_(socketPath),
+      daemon_(options.program, daemonOptions, socketPath, options.output),
+      engine_(options.seed) {}
+
+void Soak::run() {
+  open();
+  const auto end = start_ + options_.length;
+  while (Clock::now() < end) {
+    drive(std::min(end, Clock::now() + 5s));
+    checkPoint();
+  }
+  stop();
+}
+
+std::unique_ptr<LineClient> Soak::connect() {
+  auto link = std::make_unique<LineClient>(socketPath_);
+  ++connectionsMade_;
+  return link;
+}
+
+void Soak::connectFirst() {
+  for (const auto deadline = start_ + patience; !control_;) {
+    daemon_.checkRuns();
+    try {
+      control_ = connect();
+    } catch (const std::system_error&) {
+      if (Clock::now() > deadline) throw Wrong("the daemon does not listen");
+      std::this_thread::sleep_for(10ms);
+    }
+  }
+}
+
+// What can only be told exactly while one client is alone.
+void Soak::open() {
+  connectFirst();
+  ++asked_.requests["status"];
+  control_->send(R"({"jsonrpc":"2.0","id":0,"method":"status"})"
+                 "\n");
+  awaitLine(*control_, "the first status");
+  firstDescriptors_ = daemon_.descriptors();
+  for (std::size_t i = 0; i < Notifications::subscribers; ++i) {
+    subscribers_.push_back(connect());
+    subscribers_.back()->send(R"({"jsonrpc":"2.0","id":1,"method":"subscribe"})"
+                              "\n");
+    expectLine(*subscribers_.back(), "subscribe",
+               R"({"jsonrpc":"2.0","id":1,"result":{"subscribed":true}})");
+    ++asked_.requests["subscribe"];
+  }
+  for (unsigned int i = 0; i < clientCount; ++i) {
+    clients_.push_back(std::make_unique<Client>(socketPath_, i, options_.seed + i, asked_));
+    ++connectionsMade_;
+  }
+  Client& actor = *clients_[ofAction1];
+  Client& deferring = *clients_[ofAction2];
+  exchange(actor, actor.requests.constantGet());
+  exchange(actor, actor.requests.setAction1(false));
+  exchange(deferring, deferring.requests.setAction2());
+  exchange(actor, actor.requests.constantGet());
+  exchange(actor, actor.requests.plainSet());
+  exchange(actor, actor.requests.constantGet());
+  exchange(actor, actor.requests.initProvComplete());
+  exchange(actor, actor.requests.setAction1(true));
+  crowd();
+  checkPoint();
+}
+
+// As many connections as there may be, and one more.
+void Soak::crowd() {
+  std::vector<std::unique_ptr<LineClient>> others;
+  while (connectionsMade_ < connectionLimit) others.push_back(connect());
+  LineClient refused(socketPath_);
+  ++refused_;
+  expectLine(refused, "the connection past the limit",
+             errorReply("null", -32000, "at most 64 connections"));
+  expectEnd(refused, "the connection past the limit");
+}
+
+void Soak::drive(Clock::time_point until) {
+  auto nextStray = Clock::now(), nextLarge = nextStray + 1s, nextDeferring = nextStray + 2s;
+  const auto busy = [&] {
+    return std::any_of(clients_.begin(), clients_.end(),
+                       [](const auto& client) { return !client->unanswered.empty(); });
+  };
+  const auto isTime = [](Clock::time_point& next, Clock::duration period) {
+    if (Clock::now() < next) return false;
+    next += period;
+    return true;
+  };
+  lastReply_ = Clock::now();
+  while (Clock::now() < until) {
+    for (const auto& client : clients_) {
+      if (client->unanswered.empty()) takeTurn(*client);
+    }
+    if (isTime(nextStray, 250ms)) doStray();
+    Client& client = *clients_[engine_() % clientCount];
+    if (isTime(nextLarge, 2500ms)) send(client, {{{client.requests.largeGet()}}});
+    Client& deferring = *clients_[ofAction2];
+    if (isTime(nextDeferring, 2s)) send(deferring, {{{deferring.requests.setAction2()}}});
+    poll();
+  }
+  // Behind it nothing of a client still waits, requests without id included.
+  for (const auto& client : clients_) send(*client, {{{client->requests.initProvComplete()}}});
+  while (busy()) poll();
+}
+
+void Soak::takeTurn(Client& client) {
+  std::vector<Line> lines;
+  const auto kind = engine_() % 8;
+  if (kind == 0) {
+    lines.push_back(client.requests.next(16));
+  } else {
+    for (std::size_t i = kind == 1 ? 32 : 1; i != 0; --i) lines.push_back(client.requests.next(1));
+  }
+  send(client, std::move(lines));
+}
+
+void Soak::send(Client& client, std::vector<Line> lines) {
+  std::string text;
+  for (Line& line : lines) {
+    text += line.text();
+    Unanswered unanswered{std::move(line), {}};
+    for (const Request& request : unanswered.line.requests) {
+      unanswered.sent.push_back(++time_);
+      if (request.counted) ++asked_.requests[request.method];
+      if (request.set != SetKind::none) lastSet_.sent(request.set, time_);
+      if (request.set == SetKind::deferring) notifications_.deferringSetSent(request.transactionId);
+    }
+    if (unanswered.line.hasReply()) client.unanswered.push_back(std::move(unanswered));
+  }
+  client.link.send(text);
+}
+
+void Soak::exchange(Client& client, Request request) {
+  lastReply_ = Clock::now();
+  send(client, {{{std::move(request)}}});
+  while (!client.unanswered.empty()) poll();
+}
+
+void Soak::poll() {
+  std::vector<pollfd> waiting;
+  for (const auto& link : subscribers_) waiting.push_back({link->descriptor(), link->events(), 0});
+  for (const auto& client : clients_) {
+    waiting.push_back({client->link.descriptor(), client->link.events(), 0});
+  }
+  ::poll(waiting.data(), waiting.size(), 100);
+  for (std::size_t i = 0; i < waiting.size(); ++i) {
+    if (waiting[i].revents == 0) continue;
+    if (i < subscribers_.size()) {
+      readSubscriber(i);
+    } else {
+      receive(*clients_[i - subscribers_.size()]);
+    }
+  }
+  notifications_.checkOverdue();
+  if (Clock::now() > lastReply_ + patience) {
+    for (const auto& client : clients_) {
+      if (client->unanswered.empty()) continue;
+      throw Wrong("no reply comes to " + client->unanswered.front().line.text());
+    }
+  }
+}
+
+void Soak::readSubscriber(std::size_t number) {
+  LineClient& link = *subscribers_[number];
+  if (!link.transfer()) {
+    daemon_.checkRuns();
+    throw Wrong("a subscriber's connection ends");
+  }
+  while (const auto line = link.nextLine()) notifications_.received(number, *line);
+}
+
+void Soak::receive(Client& client) {
+  const bool open = client.link.transfer();
+  while (const auto reply = client.link.nextLine()) answered(client, *reply);
+  if (open) return;
+  daemon_.checkRuns();
+  throw Wrong("a client's connection ends");
+}
+
+void Soak::answered(Client& client, std::string_view reply) {
+  lastReply_ = Clock::now();
+  if (client.unanswered.empty()) throwDifference("a reply to nothing", "", reply);
+  const Unanswered& front = client.unanswered.front();
+  std::vector<Possible> possible;
+  for (const LastSet::Time sent : front.sent) possible.push_back(lastSet_.possible(sent));
+  checkReply(front.line, possible, reply);
+  for (std::size_t i = 0; i < front.sent.size(); ++i) {
+    const Request& request = front.line.requests[i];
+    if (!request.reply.empty()) ++replies_[request.method];
+    if (request.set != SetKind::none) lastSet_.replied(front.sent[i], ++time_);
+    if (request.set == SetKind::deferring) {
+      notifications_.deferringSetReplied(request.transactionId);
+    }
+  }
+  client.unanswered.pop_front();
+}
+
+// A client that does not behave.
+void Soak::doStray() {
+  const std::string get = R"({"jsonrpc":"2.0","id":1,"method":"get","params":{"recordId":)";
+  const std::string fewRows = get + "287244299}}\n",
+                    manyRows = get + "287244295,\"batchSize\":65535}}\n";
+  const auto link = connect();
+  switch (engine_() % 6) {
+    case 0:
+      break;
+    case 1:
+      link->send(get);
+      break;
+    case 2:
+      link->send(manyRows);
+      ++perhapsServed_;
+      link->wait(static_cast<int>(std::chrono::milliseconds(patience).count()));
+      link->transfer();
+      break;
+    case 3:
+      for (int i = 0; i < 32; ++i) link->send(fewRows);
+      perhapsServed_ += 32;
+      break;
+    case 4:
+      link->send(std::string(lineLimit + 1, ' ') + "\n");
+      expectLine(*link, "a line that is too long",
+                 errorReply("null", -32600, "a request line holds at most 1048576 bytes"));
+      expectEnd(*link, "a line that is too long");
+      ++replies_["(error)"];
+      break;
+    default:
+      for (int i = 0; i < 4; ++i)
+        link->send(R"({"jsonrpc":"2.0","id":1,"method":"unsubscribe"})"
+                   "\n");
+      link->endOutput();
+      for (int i = 0; i < 4; ++i) {
+        expectLine(*link, "unsubscribe",
+                   R"({"jsonrpc":"2.0","id":1,"result":{"subscribed":false}})");
+        ++asked_.requests["unsubscribe"];
+        ++replies_["unsubscribe"];
+      }
+      expectEnd(*link, "a client that has nothing more to say");
+  }
+}
+
+void Soak::checkPoint() {
+  daemon_.checkRuns();
+  awaitNotifications();
+  checkStatus();
+  checkDescriptors(subscribers_.size() + clients_.size());
+  checkMemory();
+}
+
+// All that the requests have provoked, at both subscribers.
+void Soak::awaitNotifications() {
+  const auto missing = [&] {
+    for (const auto& [method, count] : asked_.notifications) {
+      const auto seen = notifications_.seen().find(method);
+      const std::uint64_t got = seen == notifications_.seen().end() ? 0 : seen->second;
+      if (got > count)
+        throw Wrong("more than the " + std::to_string(count) + " " + method +
+                    " that were provoked");
+      if (got < count) return method + ", " + std::to_string(got) + " of " + std::to_string(count);
+    }
+    return std::string();
+  };
+  for (const auto deadline = Clock::now() + 5s; !missing().empty();) {
+    if (Clock::now() > deadline) throw Wrong("notifications are missing: " + missing());
+    lastReply_ = Clock::now();
+    poll();
+  }
+}
+
+void Soak::checkStatus() {
+  const auto before = notifications_.seen();
+  ++asked_.requests["status"];
+  control_->send(R"({"jsonrpc":"2.0","id":0,"method":"status"})"
+                 "\n");
+  const std::string line = awaitLine(*control_, "status");
+  ++replies_["status"];
+  for (std::size_t i = 0; i < subscribers_.size(); ++i) readSubscriber(i);
+  notifications_.checkEven();
+  const json::value reply = json::parse(line);
+  const json::object& status = reply.at("result").as_object();
+  const auto expect = [&](const char* what, const json::value& got, const json::value& expected) {
+    if (got != expected) {
+      throwDifference(std::string(what) + " of the status", json::serialize(expected),
+                      json::serialize(got));
+    }
+  };
+  expect("pid", status.at("pid"), daemon_.pid());
+  expect("auto", status.at("auto"), true);
+  for (const auto& [slot, filled] : status.at("slots").as_object()) expect("a slot", filled, true);
+  expect("service registration", status.at("serviceRegistration"),
+         json::parse(
+             R"({"groups":["0x801","0x111d","0x111e","0x111f"],"lastIndication":"svcRegEndInd"})"));
+  const auto up = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - start_).count();
+  const auto between = [&](const std::string& what, const json::value& got, std::uint64_t least,
+                           std::uint64_t most) {
+    const auto number = got.to_number<std::uint64_t>();
+    if (number >= least && number <= most) return;
+    throw Wrong("the status says " + what + " " + std::to_string(number) + ", expected " +
+                std::to_string(least) + " to " + std::to_string(most));
+  };
+  between("uptimeSeconds", status.at("uptimeSeconds"),
+          up < 2 ? 0 : static_cast<std::uint64_t>(up) - 2, static_cast<std::uint64_t>(up));
+  const json::object& counters = status.at("counters").as_object();
+  const json::object& requests = counters.at("requests").as_object();
+  if (requests.size() != asked_.requests.size()) throw Wrong("other methods are counted: " + line);
+  for (const auto& [method, count] : asked_.requests) {
+    between(method, requests.at(method), count, method == "get" ? count + perhapsServed_ : count);
+  }
+  // The registration at the start came before the subscribers did.
+  for (const auto& [method, count] : counters.at("notifications").as_object()) {
+    const std::uint64_t unseen = method.starts_with("svcReg") ? 1 : 0;
+    const auto seen = notifications_.seen().find(method);
+    const auto earlier = before.find(method);
+    between(method, count, (earlier == before.end() ? 0 : earlier->second) + unseen,
+            (seen == notifications_.seen().end() ? 0 : seen->second) + unseen);
+  }
+  expect("connections", counters.at("connections"),
+         {{"made", connectionsMade_}, {"refused", refused_}, {"cutOff", 0}});
+}
+
+// The control connection is not among `connections`.
+void Soak::checkDescriptors(std::size_t connections) {
+  const long expected = firstDescriptors_ + static_cast<long>(connections);
+  long got = 0;
+  for (const auto deadline = Clock::now() + 5s; Clock::now() < deadline;) {
+    got = daemon_.descriptors();
+    if (got == expected) {
+      lastDescriptors_ = got - static_cast<long>(connections);
+      return;
+    }
+    std::this_thread::sleep_for(20ms);
+  }
+  throw Wrong("the daemon has " + std::to_string(got) + " descriptors, expected " +
+              std::to_string(expected));
+}
+
+void Soak::checkMemory() {
+  lastMemory_ = daemon_.residentMemory();
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - start_);
+  std::fprintf(stderr, "%6llds %8ld KiB\n", static_cast<long long>(seconds.count()), lastMemory_);
+  if (seconds < warmUp || options_.length < shortestForMemory) return;
+  if (memoryAfterMinute_ == 0) memoryAfterMinute_ = lastMemory_;
+  mostMemory_ = std::max(mostMemory_, lastMemory_);
+  if (lastMemory_ > memoryAfterMinute_ + memoryGrowth) {
+    throw Wrong("the daemon's memory has grown from " + std::to_string(memoryAfterMinute_) +
+                " to " + std::to_string(lastMemory_) + " KiB");
+  }
+}
+
+// Replies that wait when the daemon stops are errors, and those that were made still come.
+void Soak::stop() {
+  subscribers_.clear();
+  while (clients_.size() > 1) clients_.pop_back();
+  checkDescriptors(1);
+  Client& client = *clients_.front();
+  std::vector<Line> lines;
+  for (std::size_t i = 0; i < largeReplies; ++i) lines.push_back({{client.requests.largeGet()}});
+  send(client, std::move(lines));
+  client.link.wait(static_cast<int>(std::chrono::milliseconds(patience).count()));
+  daemon_.terminate();
+  std::size_t served = 0;
+  for (; !client.unanswered.empty(); client.unanswered.pop_front()) {
+    const Request& request = client.unanswered.front().line.requests.front();
+    const std::string reply = awaitLine(client.link, request.text);
+    const std::size_t idEnd = request.reply.find(R"(,"result")"),
+                      idBegin = request.reply.find(R"("id":)") + 5;
+    const std::string refusal = errorReply(request.reply.substr(idBegin, idEnd - idBegin), -32001,
+                                           "the process is stopping");
+    if (reply == request.reply && served + client.unanswered.size() == largeReplies) {
+      ++served;
+    } else if (reply != refusal) {
+      throwDifference("after the stop: " + request.text, refusal, reply);
+    }
+  }
+  if (served == 0 || served == largeReplies) throw Wrong("the stop came too late or too early");
+  replies_["get"] += served;
+  replies_["(error)"] += largeReplies - served;
+  expectEnd(client.link, "the stop");
+  daemon_.checkExit();
+}
+
+void Soak::printFigures() const {
+  std::printf("seconds       %10lld  seed %u\n", static_cast<long long>(options_.length.count()),
+              options_.seed);
+  printCounts("replies", replies_);
+  printCounts("notifications", notifications_.seen());
+  if (options_.length < shortestForMemory) {
+    std::printf("memory        not checked: shorter than 90 s; at the end %ld KiB\n", lastMemory_);
+  } else {
+    std::printf("memory        %10ld KiB after 60 s, %ld at the end, %ld at the most\n",
+                memoryAfterMinute_, lastMemory_, mostMemory_);
+  }
+  std::printf("descriptors   %10ld at the start, %ld without clients at the end\n",
+              firstDescriptors_, lastDescriptors_);
+  std::printf("connections   %10llu made, %llu refused\n",
+              static_cast<unsigned long long>(connectionsMade_),
+              static_cast<unsigned long long>(refused_));
+  std::printf("wrong                  0\n");
+}
+
+}  // namespace soak

@@ -1,0 +1,87 @@
+// The soak: exit status 0 when all was right, 1 when something was wrong, 2 for a usage error.
+#include <pwd.h>
+#include <unistd.h>
+
+#include <boost/program_options.hpp>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <random>
+
+#include "soak/Soak.h"
+
+namespace po = boost::program_options;
+
+namespace {
+
+/// A folder that the daemon's user may write.
+class PrivateFolder {
+ public:
+  PrivateFolder() {
+    if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no temporary folder");
+    const passwd* apps = ::getpwnam("apps");
+    if (apps != nullptr && ::getuid() == 0 &&
+        ::chown(path_.c_str(), apps->pw_uid, apps->pw_gid) != 0) {
+      throw std::runtime_error("the temporary folder stays root's");
+    }
+  }
+  ~PrivateFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  PrivateFolder(const PrivateFolder&) = delete;
+  PrivateFolder& operator=(const PrivateFolder&) = delete;
+
+  std::string file(const char* name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_ = "/tmp/quorin-soak.XXXXXX";
+};
+
+int soakFor(const soak::SoakOptions& options) {
+  const PrivateFolder folder;
+  soak::Soak soak(options, folder.file("oam.sock"));
+  try {
+    soak.run();
+  } catch (const std::exception& wrong) {
+    std::printf("WRONG, with seed %u: %s\n", options.seed, wrong.what());
+    return 1;
+  }
+  soak.printFigures();
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  soak::SoakOptions options;
+  long long seconds = 0;
+  po::options_description description("Usage: oam_soak --daemon PROGRAM [OPTIONS]");
+  description.add_options()("help", "print this")("daemon", po::value(&options.program)->required(),
+                                                  "the program to start")(
+      "seconds", po::value(&seconds)->default_value(60), "how long; memory needs 90")(
+      "seed", po::value(&options.seed)->default_value(std::random_device()()),
+      "of the random choices")("output", po::value(&options.output)->default_value("/dev/null"),
+                               "a file for what the daemon writes, a line per request");
+  try {
+    po::variables_map given;
+    po::store(po::parse_command_line(argc, argv, description), given);
+    if (given.count("help") != 0) {
+      std::cout << description;
+      return 0;
+    }
+    po::notify(given);
+  } catch (const po::error& error) {
+    std::cerr << "oam_soak: " << error.what() << '\n';
+    return 2;
+  }
+  options.length = std::chrono::seconds(seconds);
+  try {
+    return soakFor(options);
+  } catch (const std::exception& error) {
+    std::cerr << "oam_soak: " << error.what() << '\n';
+    return 1;
+  }
+}
