@@ -238,19 +238,23 @@ void Soak::poll() {
 
 void Soak::readSubscriber(std::size_t number) {
   LineClient& link = *subscribers_[number];
-  if (!link.transfer()) {
-    daemon_.checkRuns();
-    throw Wrong("a subscriber's connection ends");
-  }
+  if (!link.transfer()) lost("a subscriber's connection ends");
   while (const auto line = link.nextLine()) notifications_.received(number, *line);
 }
 
 void Soak::receive(Client& client) {
   const bool open = client.link.transfer();
   while (const auto reply = client.link.nextLine()) answered(client, *reply);
-  if (open) return;
-  daemon_.checkRuns();
-  throw Wrong("a client's connection ends");
+  if (!open) lost("a client's connection ends");
+}
+
+// A daemon that ends closes its connections first.
+void Soak::lost(const char* what) {
+  for (const auto deadline = Clock::now() + 1s; Clock::now() < deadline;) {
+    daemon_.checkRuns();
+    std::this_thread::sleep_for(10ms);
+  }
+  throw Wrong(what);
 }
 
 void Soak::answered(Client& client, std::string_view reply) {

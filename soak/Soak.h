@@ -59,6 +59,7 @@ class Soak {
   void receive(Client& client);
   void answered(Client& client, std::string_view reply);
   void readSubscriber(std::size_t number);
+  [[noreturn]] void lost(const char* what);
   void doStray();
   void checkPoint();
   void checkStatus();
