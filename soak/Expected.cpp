@@ -55,6 +55,11 @@ bool Line::hasReply() const {
                      [](const Request& request) { return !request.reply.empty(); });
 }
 
+std::string errorReply(const std::string& id, int code, const std::string& message) {
+  return R"({"jsonrpc":"2.0","id":)" + id + R"(,"error":{"code":)" + std::to_string(code) +
+         R"(,"message":")" + message + R"("}})";
+}
+
 void checkReply(const Line& line, const std::vector<Possible>& possible, std::string_view reply) {
   std::string_view rest = reply;
   const auto takeText = [&](std::string_view text) {

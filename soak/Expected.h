@@ -53,6 +53,9 @@ struct Line {
   bool hasReply() const;
 };
 
+/// A reply that is an error.
+std::string errorReply(const std::string& id, int code, const std::string& message);
+
 /// Which results of the last set a request may meet.
 struct Possible {
   bool success, deferred;

@@ -4,10 +4,17 @@
 #include <iterator>
 #include <utility>
 
+#include "soak/Tables.h"
+
 namespace soak {
 namespace {
 
 const std::string success = R"("result":0,"resultText":"Success")";
+
+// The beginning of an answer that refuses.
+std::string refusal(const char* result, const char* reason) {
+  return std::string("{") + result + R"(,"errorString":")" + reason + '"';
+}
 
 std::string list(const std::vector<std::string>& blocks) {
   std::string text;
@@ -44,147 +51,6 @@ std::string tableRow(std::uint32_t key1, std::uint32_t p) {
   const std::uint32_t sfn = p / 10 % 1024, sf = p % 10;
   return "111f00070010" + hex(key1, 4) + hex(sfn, 2) + hex(sf, 2) + hex(sfn, 4) + hex(sf, 4);
 }
-
-struct ConstantRecord {
-  std::uint32_t id;
-  std::vector<std::string> rows;
-};
-
-// Without keys. The first seven are never read back; the keyed ones have no row without a key.
-const ConstantRecord constantRecords[] = {
-    {0x08010014, {}},
-    {0x111d0002, {}},
-    {0x111d0003, {}},
-    {0x111d0004, {}},
-    {0x111e0002, {}},
-    {0x111f0001, {}},
-    {0x111f0002, {}},
-    {0x111f0003, {"111f0003000400000001", "111f0003000400020003", "111f0003000400040005"}},
-    {0x111f0005, {}},
-    {0x111f0006, {}},
-    {0x111f0007, {}},
-    {0x111f0009, {"111f0009000a00010002010003000403"}},
-    {0x111f000a, {"111f000a000402160021"}},
-    {0x111f000b,
-     {"111f000b000400000103", "111f000b0004000a0200", "111f000b000400140501",
-      "111f000b0004001e0402"}},
-    {0x111f000c,
-     {"111f000c0006000100020501", "111f000c0006020300040303", "111f000c0006010500060400"}},
-    {0x111f000d, {}},
-    {0x111f000e, {}},
-};
-
-// Blocks that a set or notify takes, and whose apply action comes back as it was sent.
-const char* const plainBlocks[] = {
-    "08010014000103",
-    "111e0001000401020304",
-    "111e000200040102f304",
-    "111f0001000b01a2a3fe00055465787400",
-    "111f000200040102f304",
-    "111f0003000401020304",
-    "111f0005001c1112131421222324f1f2f3f4a1a2a3a4a5a6a7a80102030405060708",
-    "111f0006000c03ff000901020304f5f6f7f8",
-    "111f000700100000000901020005010203040506f7f8",
-    "111f0009000afffe0020a50304050607",
-    "111f000a000481828384",
-    "111f000d001c1112131421222324f1f2f3f4a1a2a3a4a5a6a7a80102030405060708",
-    "111f000e001c1112131421222324f1f2f3f4a1a2a3a4a5a6a7a80102030405060708",
-};
-
-struct RefusedBlock {
-  const char* block;
-  const char* answer;
-};
-
-const RefusedBlock refusedBlocks[] = {
-    {"",
-     R"("result":2,"resultText":"Bad-Value","errorString":"the record block is too short to hold a record id")"},
-    {"111f00",
-     R"("result":2,"resultText":"Bad-Value","errorString":"the record block is too short to hold a record id")"},
-    {"111d0004000a000500",
-     R"("result":2,"resultText":"Bad-Value","errorString":"the record block of Test1-Prov3 (0x111d0004) does not read as a valid record")"},
-    {"111f0009000a00010021010003000403",
-     R"("result":2,"resultText":"Bad-Value","errorString":"the record block of Test3-Prov3 (0x111f0009) does not read as a valid record")"},
-    {"111d0003000501000c0022",
-     R"("result":14,"resultText":"Invalid-Record-Id","errorString":"there is no record class for the id 0x111d0003")"},
-    {"123456780001",
-     R"("result":14,"resultText":"Invalid-Record-Id","errorString":"there is no record class for the id 0x12345678")"},
-};
-
-struct RefusedGet {
-  const char *method, *params, *answer;
-};
-
-const RefusedGet refusedGets[] = {
-    {"get", R"({"recordId":"0x12340001"})",
-     R"("result":14,"resultText":"Invalid-Record-Id","errorString":"Invalid record id 0x12340001")"},
-    {"get", R"({"recordId":"0x111f000b","queryKeys":["0000"]})",
-     R"("result":11,"resultText":"Bad-Key-Value","errorString":"record 0x111f000b has no key class, and key blocks were given")"},
-    {"get",
-     R"({"recordId":"0x111f0006","queryKeys":["000c000100020005000200020003","000c000100020400000200020000"]})",
-     R"("result":11,"resultText":"Bad-Key-Value","errorString":"a key block of Test3-Stats3 (0x111f0006) does not read as a valid key set")"},
-    {"get", R"({"recordId":"0x111f0005","queryKeys":["000c000101000200000400000005"]})",
-     R"("result":11,"resultText":"Bad-Key-Value","errorString":"a key block of Test3-Stats2 (0x111f0005) does not read as a valid key set")"},
-    {"getKeys", R"({"recordId":"0x111f000e"})",
-     R"("result":11,"resultText":"Bad-Key-Value","errorString":"Invalid query key for record id 0x111f000e")"},
-    {"getKeys",
-     R"({"recordId":"0x111f0005","queryKeys":"000c000101000200000400000005","wildcardAllowed":true,"firstRequest":false})",
-     R"("result":11,"resultText":"Bad-Key-Value","errorString":"Invalid query key for record id 0x111f0005")"},
-    {"clear", R"({"recordId":"0x12340001"})",
-     R"("result":14,"resultText":"Invalid-Record-Id","errorString":"Invalid record id 0x12340001")"},
-};
-
-struct Fault {
-  const char *method, *params;
-  int code;
-  const char* message;
-};
-
-constexpr const char* noRecordId =
-    "recordId must be an integer from 0 to 4294967295 or a string in hexadecimal with 0x";
-
-const Fault faults[] = {
-    {"no-such", "{}", -32601, "there is no method no-such"},
-    {"status", "5", -32600, "params must be an object"},
-    {"status", "[1]", -32602, "parameters are given by name, in an object"},
-    {"subscribe", R"({"to":"alarm"})", -32602, "to is no parameter of this method"},
-    {"get", "{}", -32602, "recordId is missing"},
-    {"get", R"({"recordId":1,"recordid":1})", -32602, "recordid is no parameter of this method"},
-    {"get", R"({"recordId":"111f000b"})", -32602, noRecordId},
-    {"get", R"({"recordId":-1})", -32602, noRecordId},
-    {"get", R"({"recordId":1,"queryKeys":["00",null]})", -32602,
-     "queryKeys[1] must be a string of hexadecimal digits"},
-    {"get", R"({"recordId":1,"batchSize":65536})", -32602,
-     "batchSize must be an integer from 0 to 65535"},
-    {"get", R"({"recordId":1,"clearOnRead":1})", -32602, "clearOnRead must be true or false"},
-    {"set", R"({"record":"0g","opType":1})", -32602,
-     "record must be an even number of hexadecimal digits"},
-    {"set", R"({"record":"00"})", -32602, "opType is missing"},
-    {"svcRegResult", R"({"kind":12,"result":0})", -32602, "groups is missing"},
-    {"svcRegResult", R"({"kind":12,"result":0,"groups":[65536]})", -32602,
-     "groups[0] must be an integer from 0 to 65535 or a string in hexadecimal with 0x"},
-};
-
-struct BrokenLine {
-  const char *line, *reply;
-};
-
-// Of some the reply says in the end what the parser of JSON found.
-const BrokenLine brokenLines[] = {
-    {"", R"({"jsonrpc":"2.0","id":null,"error":{"code":-32700,"message":"not a JSON text: )"},
-    {R"({"jsonrpc":"2.0",)",
-     R"({"jsonrpc":"2.0","id":null,"error":{"code":-32700,"message":"not a JSON text: )"},
-    {"[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[1]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]",
-     R"({"jsonrpc":"2.0","id":null,"error":{"code":-32700,"message":"nested deeper than 32"}})"},
-    {"[]",
-     R"({"jsonrpc":"2.0","id":null,"error":{"code":-32600,"message":"a batch holds at least one request"}})"},
-    {"7",
-     R"({"jsonrpc":"2.0","id":null,"error":{"code":-32600,"message":"a request is an object"}})"},
-    {R"({"jsonrpc":"1.0","id":7,"method":"status"})",
-     R"({"jsonrpc":"2.0","id":7,"error":{"code":-32600,"message":"jsonrpc must be \"2.0\""}})"},
-    {R"({"jsonrpc":"2.0","id":1.5,"method":"status"})",
-     R"({"jsonrpc":"2.0","id":null,"error":{"code":-32600,"message":"id must be a string, an integer of 64 bits or null"}})"},
-};
 
 }  // namespace
 
@@ -293,16 +159,13 @@ Request Requests::largeGet() {
   return get(R"("recordId":"0x111f0007","batchSize":65535)", rows);
 }
 
-Request Requests::refusedGet() {
-  const auto& [method, params, answer] = refusedGets[random(std::size(refusedGets))];
-  const std::string lists[] = {"", R"(,"records":[])", R"(,"keys":[],"lastBatch":false)"};
+Request Requests::refusedQuery() {
+  const auto& [method, params, result, reason] = refusedQueries[random(std::size(refusedQueries))];
   const std::string name = method;
-  return call(method, params,
-              std::string("{") + answer +
-                  lists[name == "get"       ? 1
-                        : name == "getKeys" ? 2
-                                            : 0] +
-                  "}");
+  const char* const lists = name == "get"       ? R"(,"records":[])"
+                            : name == "getKeys" ? R"(,"keys":[],"lastBatch":false)"
+                                                : "";
+  return call(method, params, refusal(result, reason) + lists + "}");
 }
 
 // All pages of a walk: every wildcard key counts from 1 to the last, a fixed one stays.
@@ -394,11 +257,11 @@ Request Requests::setTest1Prov3() {
 }
 
 Request Requests::refusedSet() {
-  const auto& [block, answer] = refusedBlocks[random(std::size(refusedBlocks))];
+  const auto& [block, result, reason] = refusedBlocks[random(std::size(refusedBlocks))];
   const std::string params =
       std::string(R"({"record":")") + block + R"(","opType":1,"applyAction":2})";
-  if (chance(2)) return call("notify", params, std::string("{") + answer + "}");
-  return call("set", params, std::string("{") + answer + R"(,"applyAction":2})");
+  if (chance(2)) return call("notify", params, refusal(result, reason) + "}");
+  return call("set", params, refusal(result, reason) + R"(,"applyAction":2})");
 }
 
 Request Requests::setAction1(bool initProvComplete) {
@@ -457,30 +320,29 @@ Request Requests::registration() {
 }
 
 Request Requests::faulty() {
+  const std::string id = this->id(), head = R"({"jsonrpc":"2.0","id":)" + id + R"(,"method":")";
   if (chance(std::size(faults))) {
     // Counted, since its parameters are right.
-    const std::string refusal =
-        R"({"code":-32602,"message":"setIndId 4000000000 names no outstanding set indication"})";
-    Request request = call("setIndResult", R"({"setIndId":4000000000,"result":0})", "");
-    request.reply.replace(request.reply.find(R"("result":)"), std::string::npos,
-                          R"("error":)" + refusal + "}");
-    return request;
+    return {
+        .method = "setIndResult",
+        .text = head + R"(setIndResult","params":{"setIndId":4000000000,"result":0}})",
+        .reply = errorReply(id, -32602, "setIndId 4000000000 names no outstanding set indication"),
+        .counted = true};
   }
-  const Fault& fault = faults[random(std::size(faults))];
-  const std::string head = R"({"jsonrpc":"2.0","id":)" + id();
+  const auto& [method, params, code, message] = faults[random(std::size(faults))];
   return {.method = "(error)",
-          .text = head + R"(,"method":")" + fault.method + R"(","params":)" + fault.params + "}",
-          .reply = head + R"(,"error":{"code":)" + std::to_string(fault.code) + R"(,"message":")" +
-                   fault.message + R"("}})"};
+          .text = head + method + R"(","params":)" + params + "}",
+          .reply = errorReply(id, code, message)};
 }
 
 Request Requests::broken() {
-  const BrokenLine& line = brokenLines[random(std::size(brokenLines))];
-  const std::string reply = line.reply;
+  const auto& [line, id, code, message] = brokenLines[random(std::size(brokenLines))];
+  std::string reply = errorReply(id, code, message);
+  if (message == noJson) reply.resize(reply.find(noJson) + std::string_view(noJson).size());
   return {.method = "(error)",
-          .text = line.line,
-          .reply = reply,
-          .onlyBeginning = !reply.ends_with('}'),
+          .text = line,
+          .reply = std::move(reply),
+          .onlyBeginning = message == noJson,
           .alone = true};
 }
 
@@ -493,8 +355,7 @@ Request Requests::withoutId() {
   request.lagging = false;
   // Without a valid request there is no telling whether it wanted a reply.
   if (request.text.ends_with(R"("params":5})")) {
-    request.reply =
-        R"({"jsonrpc":"2.0","id":null,"error":{"code":-32600,"message":"params must be an object"}})";
+    request.reply = errorReply("null", -32600, "params must be an object");
   }
   return request;
 }
@@ -534,7 +395,7 @@ Line Requests::next(std::size_t most) {
   constexpr Pick picks[] = {
       &Requests::own,          &Requests::own,           &Requests::constantGet,
       &Requests::keyPairGet,   &Requests::positionGet,   &Requests::walkGet,
-      &Requests::refusedGet,   &Requests::walkKeys,      &Requests::otherKeys,
+      &Requests::refusedQuery, &Requests::walkKeys,      &Requests::otherKeys,
       &Requests::plainSet,     &Requests::setTest1Prov3, &Requests::setTest1Prov3,
       &Requests::refusedSet,   &Requests::notify,        &Requests::clearOther,
       &Requests::registration, &Requests::faulty,        &Requests::broken,

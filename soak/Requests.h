@@ -56,7 +56,7 @@ class Requests {
   Request keyPairGet();
   Request positionGet();
   Request walkGet();
-  Request refusedGet();
+  Request refusedQuery();
   Request walkKeys();
   Request otherKeys();
   Request setTest1Prov3();

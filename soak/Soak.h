@@ -19,6 +19,9 @@
 
 namespace soak {
 
+/// Memory settles for a minute before it is compared.
+constexpr auto shortestForMemory = std::chrono::seconds(90);
+
 struct SoakOptions {
   std::string program, output;
   std::chrono::seconds length{};
@@ -86,7 +89,7 @@ class Soak {
   std::map<std::string, std::uint64_t> replies_;  ///< that were right, by method
   std::uint64_t connectionsMade_ = 0, refused_ = 0, perhapsServed_ = 0;
   long firstDescriptors_ = 0, lastDescriptors_ = 0;  ///< with the control connection alone
-  long memoryAfterMinute_ = 0, mostMemory_ = 0, lastMemory_ = 0;
+  long memoryAfterMinute_ = 0, leastMemory_ = 0, mostMemory_ = 0, lastMemory_ = 0;
 };
 
 }  // namespace soak

@@ -77,6 +77,11 @@ int main(int argc, char** argv) {
     std::cerr << "oam_soak: " << error.what() << '\n';
     return 2;
   }
+  // Deferred sets, of which there is one in two seconds, have ids of 16 bits.
+  if (seconds < 1 || seconds > 100000) {
+    std::cerr << "oam_soak: seconds go from 1 to 100000\n";
+    return 2;
+  }
   options.length = std::chrono::seconds(seconds);
   try {
     return soakFor(options);
