@@ -174,13 +174,13 @@ void Soak::exchange(Client& client, Request request) {
   while (!client.unanswered.empty()) poll();
 }
 
-void Soak::poll() {
+void Soak::poll(int milliseconds) {
   std::vector<pollfd> waiting;
   for (const auto& link : subscribers_) waiting.push_back({link->descriptor(), link->events(), 0});
   for (const auto& client : clients_) {
     waiting.push_back({client->link.descriptor(), client->link.events(), 0});
   }
-  ::poll(waiting.data(), waiting.size(), 100);
+  ::poll(waiting.data(), waiting.size(), milliseconds);
   for (std::size_t i = 0; i < waiting.size(); ++i) {
     if (waiting[i].revents == 0) continue;
     if (i < subscribers_.size()) {
@@ -252,7 +252,10 @@ void Soak::doStray() {
     case 2:
       sendLine(*link, manyRows);
       ++perhapsServed_;
-      link->wait(static_cast<int>(std::chrono::milliseconds(patience).count()));
+      // Notifications are timed: they are read meanwhile.
+      for (const auto deadline = Clock::now() + patience; !link->wait(0); poll(5)) {
+        if (Clock::now() > deadline) throw Wrong("no reply comes to " + manyRows);
+      }
       link->transfer();
       break;
     case 3:

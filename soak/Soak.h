@@ -58,7 +58,7 @@ class Soak {
   void takeTurn(Client& client);
   void send(Client& client, std::vector<Line> lines);
   void exchange(Client& client, Request request);
-  void poll();
+  void poll(int milliseconds = 100);
   void receive(Client& client);
   void answered(Client& client, std::string_view reply);
   void readSubscriber(std::size_t number);
