@@ -126,7 +126,7 @@ per_second() {  # of one run of the load program
   local rate
   "$programs/oam_load" --socket "$KOR_OAM_SOCKET" --connections 1 --seconds "$seconds" "$@" \
     >"$folder/load" 2>&1 || { cat "$folder/load" >&2; die "the load failed: $*"; }
-  rate=$(sed -nE 's/(^|.*[^0-9.])([0-9][0-9.]*) [a-z]+ a second.*/\2/p' "$folder/load" | head -n 1)
+  rate=$(awk '$1 == "a" && $2 == "second" { print $3 }' "$folder/load")
   [ -n "$rate" ] || { cat "$folder/load" >&2; die "the load program prints no rate"; }
   calculate '%.0f\n' "$rate"
 }
@@ -154,13 +154,14 @@ measure_socket() {
     return
   fi
   say "the socket"
-  local with_redis=false round
+  local with_redis=false round bytes
   if command -v redis-server redis-benchmark >/dev/null; then with_redis=true; fi
   if $with_redis; then start_redis; fi
   for ((round = 0; round < rounds; ++round)); do
     start
     per_second --in-flight 1 >>"$folder/one"
-    per_second --in-flight 1 --echo >>"$folder/echo"
+    bytes=$(awk '$1 == "each" && $2 == "reply" { print $3 }' "$folder/load")
+    per_second --in-flight 1 --echo "$bytes" >>"$folder/echo"
     per_second --in-flight 32 >>"$folder/many"
     per_second --notifications >>"$folder/notifications"
     if $with_redis; then
