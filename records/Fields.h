@@ -25,6 +25,7 @@
 #include "records/ByteOrder.h"
 #include "records/LogLine.h"
 #include "records/RecordKeys.h"
+#include "records/StreamIntegers.h"
 
 namespace Zel {
 
@@ -148,12 +149,8 @@ constexpr Value fromWire(Wire wire) {
 /// Reads one field. When the stream runs out, `value` keeps what it held.
 template <typename Wire, typename Value>
 void read(SerialStream& stream, Value& value) {
-  if (!stream.canRead(sizeof(Wire))) {
-    stream.good = false;
-    return;
-  }
-  value = fromWire<Value>(loadInteger<Wire>(stream.buffer + stream.readPos, stream.swapBytes));
-  stream.readPos += sizeof(Wire);
+  Wire wire;
+  if (takeInteger(stream, wire)) value = fromWire<Value>(wire);
 }
 
 template <typename Wire, std::size_t Capacity>
@@ -170,7 +167,7 @@ void read(SerialStream& stream, char (&text)[Capacity]) {
 
 template <typename Wire, typename Value>
 void write(SerialStream& stream, const Value& value) {
-  stream << toWire<Wire>(value);
+  putInteger(stream, toWire<Wire>(value));
 }
 
 template <typename Wire, std::size_t Capacity>
@@ -219,43 +216,57 @@ bool readOneByOne(Owner& owner, SerialStream& stream) {
   });
 }
 
-/// Writes all fields. One room check in front of a payload of fixed size; past the end, and for
-/// text, field by field.
+/// Stores a payload of fixed size at `to`, which has room for it.
+template <class Owner, bool SwapBytes>
+void storeAll(const Owner& owner, std::uint8_t* to) {
+  every<Owner>([&]<std::size_t I>() {
+    using F = std::tuple_element_t<I, decltype(Owner::fields)>;
+    storeInteger(to + wireOffset<Owner, I>, toWire<typename F::WireType>(F::of(owner)), SwapBytes);
+    return true;
+  });
+}
+
+/// Writes all fields. One room check in front of a payload of fixed size, and one look at the byte
+/// order; past the end, and for text, field by field.
 template <class Owner>
-void writeAll(const Owner& owner, SerialStream& stream) {
+inline void writeAll(const Owner& owner, SerialStream& stream) {
   if constexpr (hasFixedSize<Owner>) {
-    if (stream.canWrite(fixedSize<Owner>)) {
-      std::uint8_t* const to = stream.buffer + stream.writePos;
-      const bool swapBytes = stream.swapBytes;
-      every<Owner>([&]<std::size_t I>() {
-        using F = std::tuple_element_t<I, decltype(Owner::fields)>;
-        storeInteger(to + wireOffset<Owner, I>, toWire<typename F::WireType>(F::of(owner)),
-                     swapBytes);
-        return true;
-      });
-      stream.writePos += fixedSize<Owner>;
-      stream.validSize = stream.writePos;
+    if (stream.canWrite(fixedSize<Owner>)) [[likely]] {
+      const std::uint32_t begin = stream.writePos;
+      std::uint8_t* const to = stream.buffer + begin;
+      stream.swapBytes ? storeAll<Owner, true>(owner, to) : storeAll<Owner, false>(owner, to);
+      stream.writePos = stream.validSize = begin + fixedSize<Owner>;
       return;
     }
   }
   writeOneByOne(owner, stream);
 }
 
+/// Loads a payload of fixed size from `stream`, which has all of it, up to the first field that is
+/// out of range.
+template <class Owner, bool SwapBytes>
+bool loadAll(Owner& owner, SerialStream& stream) {
+  const std::uint8_t* const from = stream.buffer + stream.readPos;
+  std::uint32_t bytes = 0;
+  const bool inRanges = every<Owner>([&]<std::size_t I>() {
+    using F = std::tuple_element_t<I, decltype(Owner::fields)>;
+    F::of(owner) = fromWire<typename F::Value>(
+        loadInteger<typename F::WireType>(from + wireOffset<Owner, I>, SwapBytes));
+    bytes = wireOffset<Owner, I> + F::wireSize();
+    return inRange<Owner, I>(F::of(owner));
+  });
+  stream.readPos += bytes;
+  return inRanges;
+}
+
 /// Reads all fields, each checked right after it is read. Returns false at the first out of range,
 /// behind which nothing is read; a stream that ran out is the caller's to notice.
 template <class Owner>
-bool readAll(Owner& owner, SerialStream& stream) {
+inline bool readAll(Owner& owner, SerialStream& stream) {
   if constexpr (hasFixedSize<Owner>) {
-    if (stream.canRead(fixedSize<Owner>)) {
-      const std::uint8_t* const from = stream.buffer + stream.readPos;
-      const bool swapBytes = stream.swapBytes;
-      return every<Owner>([&]<std::size_t I>() {
-        using F = std::tuple_element_t<I, decltype(Owner::fields)>;
-        F::of(owner) = fromWire<typename F::Value>(
-            loadInteger<typename F::WireType>(from + wireOffset<Owner, I>, swapBytes));
-        stream.readPos += F::wireSize();
-        return inRange<Owner, I>(F::of(owner));
-      });
+    if (stream.canRead(fixedSize<Owner>)) [[likely]] {
+      return stream.swapBytes ? loadAll<Owner, true>(owner, stream)
+                              : loadAll<Owner, false>(owner, stream);
     }
   }
   return readOneByOne(owner, stream);

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "platform/SerialStream.h"
+#include "records/StreamIntegers.h"
 
 namespace Zel {
 
@@ -11,12 +11,12 @@ namespace Zel {
 template <typename WriteContent>
 void writeWithLength(SerialStream& stream, WriteContent&& writeContent) {
   const std::uint32_t mark = stream.writePos;
-  stream << std::uint16_t{0};
+  putInteger(stream, std::uint16_t{0});
   writeContent();
   const std::uint32_t end = stream.writePos;
   const std::uint32_t saved = stream.size();
   stream.writePos = std::min(mark, stream.size());
-  stream << static_cast<std::uint16_t>(end - mark - 2);
+  putInteger(stream, static_cast<std::uint16_t>(end - mark - 2));
   stream.size(saved);
   stream.writePos = std::min(end, stream.size());
 }

@@ -1,11 +1,12 @@
 #include "records/Record.h"
 
 #include "records/LengthPatch.h"
+#include "records/StreamIntegers.h"
 
 namespace Zel {
 
 SerialStream& Record::deserialize(SerialStream& stream) {
-  stream >> id;
+  takeReversing(stream, id);
   deserializePayload(stream);
   if (!stream.good) valid = false;
   return stream;
@@ -16,7 +17,7 @@ SerialStream& Record::serialize(SerialStream& stream, bool payloadOnly) const {
     serializePayload(stream);
     return stream;
   }
-  stream << id;
+  putInteger(stream, id);
   writeWithLength(stream, [&] { serializePayload(stream); });
   return stream;
 }

@@ -22,7 +22,7 @@ class RecordOf : public Record {
   void deserializePayload(SerialStream& stream) override {
     static_assert(fields::rangesFitWire<Derived>);
     std::uint16_t ignoredLength = 0;
-    stream >> ignoredLength;
+    takeReversing(stream, ignoredLength);
     if (!fields::readAll(static_cast<Derived&>(*this), stream)) {
       valid = false;
       return;

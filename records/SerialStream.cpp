@@ -3,25 +3,9 @@
 
 #include <cstring>
 
-#include "records/ByteOrder.h"
+#include "records/StreamIntegers.h"
 
 namespace Zel {
-namespace {
-
-template <typename Integer>
-SerialStream& readReversing(SerialStream& stream, Integer& destination) {
-  stream.read(&destination, sizeof destination);
-  if (stream.swapBytes) destination = byteReversed(destination);
-  return stream;
-}
-
-template <typename Integer>
-SerialStream& writeInteger(SerialStream& stream, Integer value) {
-  if (stream.swapBytes) value = byteReversed(value);
-  return stream.write(&value, sizeof value);
-}
-
-}  // namespace
 
 SerialStream& SerialStream::read(void* destination, std::uint32_t bytes) {
   if (!canRead(bytes)) {
@@ -34,25 +18,20 @@ SerialStream& SerialStream::read(void* destination, std::uint32_t bytes) {
 }
 
 SerialStream& SerialStream::operator>>(std::uint16_t& destination) {
-  return readReversing(*this, destination);
+  return takeReversing(*this, destination);
 }
 
 SerialStream& SerialStream::operator>>(std::uint32_t& destination) {
-  return readReversing(*this, destination);
+  return takeReversing(*this, destination);
 }
 
 SerialStream& SerialStream::operator>>(std::uint8_t& destination) {
-  return read(&destination, sizeof destination);
+  takeInteger(*this, destination);
+  return *this;
 }
 
 SerialStream& SerialStream::operator>>(std::uint64_t& destination) {
-  std::uint64_t value = 0;
-  if (!canRead(sizeof value)) {
-    good = false;
-    return *this;
-  }
-  read(&value, sizeof value);
-  destination = swapBytes ? byteReversed(value) : value;
+  takeInteger(*this, destination);
   return *this;
 }
 
@@ -67,12 +46,12 @@ SerialStream& SerialStream::write(const void* source, std::uint32_t bytes) {
   return *this;
 }
 
-SerialStream& SerialStream::operator<<(std::uint8_t value) { return write(&value, sizeof value); }
+SerialStream& SerialStream::operator<<(std::uint8_t value) { return putInteger(*this, value); }
 
-SerialStream& SerialStream::operator<<(std::uint16_t value) { return writeInteger(*this, value); }
+SerialStream& SerialStream::operator<<(std::uint16_t value) { return putInteger(*this, value); }
 
-SerialStream& SerialStream::operator<<(std::uint32_t value) { return writeInteger(*this, value); }
+SerialStream& SerialStream::operator<<(std::uint32_t value) { return putInteger(*this, value); }
 
-SerialStream& SerialStream::operator<<(std::uint64_t value) { return writeInteger(*this, value); }
+SerialStream& SerialStream::operator<<(std::uint64_t value) { return putInteger(*this, value); }
 
 }  // namespace Zel
