@@ -53,7 +53,8 @@ nanoseconds() {  # of processor time, median, of one benchmark
 
 against() {  # what, goal text, most, benchmark, its floor, how many of its items one run has
   local time floor ratio
-  time=$(calculate %.1f "$(nanoseconds "$4") / ${6:-1}")
+  time=$(nanoseconds "$4")
+  time=$(calculate %.1f "$time / ${6:-1}")
   floor=$(nanoseconds "$5")
   ratio=$(calculate %.2f "$time / $floor")
   judged "$1" "$2" "$time ns, floor $(calculate %.1f "$floor") ns" "$ratio" "$ratio <= $3"
@@ -73,11 +74,13 @@ measure_code() {
   against 'read it, against bare loads' 'at most 3' 3 read/Test3-Stats2 read/bare
   against 'get of 65,535 rows of Test3-Stats9, per row, against writing one block' 'at most 4' 4 \
     largeReply write/Test3-Stats9 65535
-  local built below
+  local built below nothing
   built=$(awk '/"name": "log\/below_median"/ { found = 1 } found && $1 == "\"built\":" { print $2 + 0; exit }' \
     "$results")
   [ -n "$built" ] || die "log/below does not count the lines that it builds"
-  below=$(calculate %.1f "$(nanoseconds log/below) - $(nanoseconds log/nothing)")
+  below=$(nanoseconds log/below)
+  nothing=$(nanoseconds log/nothing)
+  below=$(calculate %.1f "$below - $nothing")
   judged 'log line of six appends below the threshold' 'nothing built' "$built built, $below ns" - "$built == 0"
   against 'log line of six appends, without the sink, against one snprintf' 'at most 1.3' 1.3 log/at log/bare
 }
