@@ -190,11 +190,12 @@ void largeReply(benchmark::State& state) {
     ErrorString errorString;
     const MgmtResult result =
         slots().get(RecordTest3Stats9::recordId, {}, rows, false, records, errorString);
-    standin::rpc::ObjectText text = standin::resultText(result);
-    text.add("errorString", errorString.c_str());
-    text.addArray("records", records.size(),
-                  [&](std::size_t i) { return standin::quotedBlock(*records[i]); });
-    std::string line = standin::rpc::resultReply("1", text.take()) + '\n';
+    standin::rpc::ObjectText text = standin::rpc::ObjectText::result("1");
+    standin::addResult(text, result).add("errorString", errorString.c_str());
+    text.addArray("records", records.size(), [&](std::string& out, std::size_t i) {
+      standin::appendQuotedBlock(out, *records[i]);
+    });
+    std::string line = text.take() + '\n';
     benchmark::DoNotOptimize(line.data());
     state.PauseTiming();
     if (line.size() < rows * (2 * blockBytes + separators)) state.SkipWithError("rows missing");

@@ -1,8 +1,10 @@
 // Bytes and numbers as hexadecimal text.
 #pragma once
 
+#include <array>
 #include <charconv>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,16 +19,22 @@ inline std::string hexText(std::uint32_t number) {
   return std::string(text, end);
 }
 
+/// The two lower-case digits of each byte.
+inline constexpr auto hexPairs = [] {
+  constexpr std::string_view digits = "0123456789abcdef";
+  std::array<std::array<char, 2>, 256> pairs{};
+  for (std::size_t byte = 0; byte < pairs.size(); ++byte) {
+    pairs[byte] = {digits[byte >> 4], digits[byte & 0xF]};
+  }
+  return pairs;
+}();
+
 /// Appends two lower-case digits per byte.
 inline void appendHex(std::string& out, const std::uint8_t* bytes, std::size_t count) {
-  constexpr std::string_view digits = "0123456789abcdef";
   const std::size_t start = out.size();
   out.resize(start + 2 * count);
   char* to = out.data() + start;
-  for (std::size_t i = 0; i < count; ++i) {
-    *to++ = digits[bytes[i] >> 4];
-    *to++ = digits[bytes[i] & 0xF];
-  }
+  for (std::size_t i = 0; i < count; ++i) std::memcpy(to + 2 * i, hexPairs[bytes[i]].data(), 2);
 }
 
 /// The bytes of an even number of digits of either case; nothing for any other text.

@@ -15,20 +15,15 @@ namespace asio = boost::asio;
 
 namespace standin {
 
-void Reply::result(std::string_view json) const {
-  finish(wanted() ? rpc::resultReply(element().id, json) : "");
+rpc::ObjectText Reply::startResult() const { return rpc::ObjectText::result(element().id); }
+
+void Reply::result(std::string text) const {
+  connection_->server().answer(*this, wanted() ? std::move(text) : std::string());
 }
 
 void Reply::error(const rpc::Error& error) const {
-  finish(wanted() ? rpc::errorReply(element().id, error) : "");
-}
-
-// Always posted: an answer at once must not run into the reading of the next request.
-void Reply::finish(std::string text) const {
-  asio::post(mainLoop(), [reply = *this, text = std::move(text)]() mutable {
-    reply.connection_->guarded(
-        [&] { reply.connection_->answered(*reply.line_, reply.index_, std::move(text)); });
-  });
+  connection_->server().answer(*this,
+                               wanted() ? rpc::errorReply(element().id, error) : std::string());
 }
 
 Connection::Connection(SocketServer& server, Socket socket)
@@ -128,7 +123,7 @@ void Connection::refuseTooLong() {
 }
 
 void Connection::serveLine(std::string_view text) {
-  rpc::Line requests = rpc::parseLine(text);
+  const rpc::Line requests(text);
   auto line = std::make_shared<RequestLine>();
   line->batch = requests.batch;
   line->bytes = text.size();
@@ -150,9 +145,18 @@ void Connection::answered(RequestLine& line, std::size_t index, std::string text
   heldBytes_ += element.text.size();
   --line.open;
   --inFlight_;
-  releaseReplies();
-  send();
-  goOn();
+  unsettled_ = true;
+}
+
+void Connection::settle() {
+  if (!std::exchange(unsettled_, false)) return;
+  guarded([&] {
+    if (closed_) return;
+    releaseReplies();
+    if (unsentBytes() > maxUnsentBytes) return server_.cutOff(*this);
+    send();
+    goOn();
+  });
 }
 
 // Moves finished lines to the outgoing ones, as far as the order of the requests allows.
@@ -177,17 +181,12 @@ void Connection::releaseReplies() {
     const std::size_t bytes = text.size();
     outgoing_.push_back({std::make_shared<const std::string>(std::move(text)), bytes});
   }
-  if (unsentBytes() > maxUnsentBytes) server_.cutOff(*this);
 }
 
 void Connection::notify(const Text& line) {
-  guarded([&] {
-    if (closed_) return;
-    notificationBytes_ += line->size();
-    outgoing_.push_back({line, 0});
-    if (unsentBytes() > maxUnsentBytes) return server_.cutOff(*this);
-    send();
-  });
+  notificationBytes_ += line->size();
+  outgoing_.push_back({line, 0});
+  unsettled_ = true;
 }
 
 void Connection::send() {

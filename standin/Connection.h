@@ -39,14 +39,18 @@ class Reply {
         std::size_t index)
       : connection_(std::move(connection)), line_(std::move(line)), index_(index) {}
 
-  void result(std::string_view json) const;
+  /// Starts the text of a reply that has a result.
+  rpc::ObjectText startResult() const;
+  /// Replies with the finished text.
+  void result(std::string text) const;
   void error(const rpc::Error& error) const;
   const std::shared_ptr<Connection>& connection() const { return connection_; }
   bool wanted() const { return element().wantsReply; }
 
  private:
+  friend class SocketServer;
+
   const RequestLine::Element& element() const { return line_->elements[index_]; }
-  void finish(std::string text) const;
 
   std::shared_ptr<Connection> connection_;
   std::shared_ptr<RequestLine> line_;
@@ -64,8 +68,11 @@ class Connection : public std::enable_shared_from_this<Connection> {
 
   void start();
 
-  /// Queues a notification line.
+  /// Takes an answer to one of its requests, or a notification line.
+  void answered(RequestLine& line, std::size_t index, std::string text);
   void notify(const Text& line);
+  /// Sends what can be sent of them, and goes on.
+  void settle();
 
   /// Takes no further request.
   void endInput();
@@ -75,14 +82,14 @@ class Connection : public std::enable_shared_from_this<Connection> {
 
   void close();
 
+  SocketServer& server() { return server_; }
+
   /// The connection's place in the callback thread's queue.
   const std::shared_ptr<CallbackThread::Lane>& lane() const { return lane_; }
 
   bool subscribed = false;
 
  private:
-  friend class Reply;
-
   struct Chunk {
     Text text;
     std::size_t replyBytes;  ///< how much of it counts as unsent reply bytes
@@ -97,7 +104,6 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void serveLine(std::string_view text);
   void refuseTooLong();
   void accept(const std::shared_ptr<RequestLine>& line);
-  void answered(RequestLine& line, std::size_t index, std::string text);
   void awaitHangUp();
   void releaseReplies();
   void send();
@@ -117,6 +123,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   std::size_t notificationBytes_ = 0;
   std::size_t requestBytes_ = 0;  ///< of the lines in lines_
   std::size_t inFlight_ = 0;      ///< requests that are open
+  bool unsettled_ = false;        ///< answered since `settle`
   bool reading_ = false;
   bool sending_ = false;
   bool inputEnded_ = false;

@@ -1,6 +1,6 @@
 #include "standin/JsonRpc.h"
 
-#include <boost/json/monotonic_resource.hpp>
+#include <algorithm>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 #include <utility>
@@ -45,10 +45,10 @@ Request parseRequest(const json::value& value) {
   if (method == nullptr || !method->is_string()) {
     return refuse(invalidRequest, "method must be a string");
   }
-  request.method = method->get_string();
+  request.method = std::string_view(method->get_string());
   if (const json::value* params = object->if_contains("params")) {
     if (params->is_object()) {
-      request.params = params->get_object();
+      request.params = &params->get_object();
     } else if (!params->is_array()) {
       return refuse(invalidRequest, "params must be an object");
     } else {
@@ -60,46 +60,32 @@ Request parseRequest(const json::value& value) {
 
 }  // namespace
 
-Line parseLine(std::string_view text) {
+Line::Line(std::string_view text) : document_(json::storage_ptr(&memory_)) {
   json::parse_options options;
   const bool isBatch = text.find_first_not_of(" \t\r") == text.find('[');
   options.max_depth = maxNesting + (isBatch ? 1 : 0);
   json::error_code error;
-  json::monotonic_resource memory;
-  const json::value value = json::parse(text, error, &memory, options);
-  Line line;
+  document_ = json::parse(text, error, &memory_, options);
   if (error) {
     Request request;
     request.error = {notJson, error == json::error::too_deep
                                   ? "nested deeper than " + std::to_string(maxNesting)
                                   : "not a JSON text: " + error.message()};
-    line.requests.push_back(std::move(request));
-  } else if (const json::array* batch = value.if_array()) {
-    if (batch->empty()) {
-      line.requests.push_back(invalid("a batch holds at least one request"));
-    } else if (batch->size() > maxBatch) {
-      line.requests.push_back(
+    requests.push_back(std::move(request));
+  } else if (const json::array* list = document_.if_array()) {
+    if (list->empty()) {
+      requests.push_back(invalid("a batch holds at least one request"));
+    } else if (list->size() > maxBatch) {
+      requests.push_back(
           invalid("a batch holds at most " + std::to_string(maxBatch) + " requests"));
     } else {
-      line.batch = true;
-      line.requests.reserve(batch->size());
-      for (const json::value& element : *batch) line.requests.push_back(parseRequest(element));
+      batch = true;
+      requests.reserve(list->size());
+      for (const json::value& element : *list) requests.push_back(parseRequest(element));
     }
   } else {
-    line.requests.push_back(parseRequest(value));
+    requests.push_back(parseRequest(document_));
   }
-  return line;
-}
-
-std::string resultReply(std::string_view id, std::string_view result) {
-  std::string text;
-  text.reserve(id.size() + result.size() + 40);
-  text += R"({"jsonrpc":"2.0","id":)";
-  text += id;
-  text += R"(,"result":)";
-  text += result;
-  text += '}';
-  return text;
 }
 
 std::string errorReply(std::string_view id, const Error& error) {
@@ -117,10 +103,30 @@ std::string notificationLine(std::string_view method, std::string_view params) {
          '\n';
 }
 
-std::string quoted(std::string_view text) { return json::serialize(Zel::validUtf8(text)); }
+void appendQuoted(std::string& out, std::string_view text) {
+  const bool plain = std::all_of(text.begin(), text.end(), [](unsigned char character) {
+    return character >= 0x20 && character < 0x7F && character != '"' && character != '\\';
+  });
+  if (!plain) {
+    out += json::serialize(Zel::validUtf8(text));
+    return;
+  }
+  out += '"';
+  out += text;
+  out += '"';
+}
+
+ObjectText ObjectText::result(std::string_view id) {
+  ObjectText object;
+  object.isResult_ = true;
+  object.text_ = R"({"jsonrpc":"2.0","id":)";
+  object.text_ += id;
+  object.text_ += R"(,"result":{)";
+  return object;
+}
 
 std::string& ObjectText::startMember(std::string_view name) {
-  if (text_.size() > 1) text_ += ',';
+  if (!std::exchange(first_, false)) text_ += ',';
   text_ += '"';
   text_ += name;
   return text_ += "\":";
@@ -137,7 +143,7 @@ ObjectText& ObjectText::add(std::string_view name, bool truth) {
 }
 
 ObjectText& ObjectText::add(std::string_view name, std::string_view text) {
-  startMember(name) += quoted(text);
+  appendQuoted(startMember(name), text);
   return *this;
 }
 
@@ -147,8 +153,10 @@ ObjectText& ObjectText::addJson(std::string_view name, std::string_view json) {
 }
 
 std::string ObjectText::take() {
-  text_ += '}';
-  return std::exchange(text_, "{");
+  text_ += isResult_ ? "}}" : "}";
+  std::string text = std::move(text_);
+  *this = ObjectText();
+  return text;
 }
 
 }  // namespace standin::rpc

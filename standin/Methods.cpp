@@ -69,31 +69,28 @@ boost::shared_ptr<Zel::Record> readRecord(Block block) {
   return record;
 }
 
-std::string errorStringOf(const Zel::ErrorString& errorString) { return errorString.c_str(); }
-
-/// Finishes a work that answers `result`, `resultText`, `errorString` and what `more` adds, also
-/// where the API refuses: then `more` finds its lists empty.
-template <typename Call, typename More>
-void answer(const Reply& reply, Call&& call, More&& more) {
-  Zel::MgmtResult result;
-  std::string errorString;
+/// Answers with what `call` returns, or what the API answers itself.
+template <typename Call>
+void answer(rpc::ObjectText& text, Call&& call) {
+  Zel::ErrorString buffer;
   try {
-    Zel::ErrorString buffer;
-    result = call(buffer);
-    errorString = errorStringOf(buffer);
+    const Zel::MgmtResult result = call(buffer);
+    addResult(text, result).add("errorString", buffer.c_str());
   } catch (const Refusal& refusal) {
-    result = refusal.result;
-    errorString = refusal.why;
+    addResult(text, refusal.result).add("errorString", refusal.why);
   }
-  rpc::ObjectText text = resultText(result);
-  text.add("errorString", errorString);
-  more(text);
-  reply.result(text.take());
+}
+
+/// Adds a list of records or key sets, as blocks.
+template <typename List>
+rpc::ObjectText& addBlocks(rpc::ObjectText& text, std::string_view name, const List& list) {
+  return text.addArray(name, list.size(),
+                       [&](std::string& out, std::size_t i) { appendQuotedBlock(out, *list[i]); });
 }
 
 /// Answers a method whose callback returns nothing.
-void answerFilled(const Reply& reply, bool filled) {
-  reply.result(resultText(filled ? Zel::MGMT_SUCCESS : Zel::MGMT_MISSING_CALLBACK).take());
+void answerFilled(rpc::ObjectText& text, bool filled) {
+  addResult(text, filled ? Zel::MGMT_SUCCESS : Zel::MGMT_MISSING_CALLBACK);
 }
 
 }  // namespace
@@ -119,7 +116,7 @@ OamService::Work OamService::prepareGet(Parameters& parameters) {
   const bool wildcardAllowed = parameters.flag("wildcardAllowed", false);
   const auto batchSize = static_cast<std::uint16_t>(parameters.number("batchSize", 0xFFFF, 0));
   const bool clearOnRead = parameters.flag("clearOnRead", false);
-  return [=, this, keyBlocks = std::move(keyBlocks)](const Reply& reply) {
+  return [=, this, keyBlocks = std::move(keyBlocks)](rpc::ObjectText& text) {
     Zel::RecordList records;
     const auto call = [&](Zel::ErrorString& errorString) {
       if (!slots_.get) throw missingCallback("get");
@@ -129,10 +126,8 @@ OamService::Work OamService::prepareGet(Parameters& parameters) {
       }
       return slots_.get(recordId, queryKeys, batchSize, clearOnRead, records, errorString);
     };
-    answer(reply, call, [&](rpc::ObjectText& text) {
-      text.addArray("records", records.size(),
-                    [&](std::size_t i) { return quotedBlock(*records[i]); });
-    });
+    answer(text, call);
+    addBlocks(text, "records", records);
   };
 }
 
@@ -144,7 +139,7 @@ OamService::Work OamService::prepareGetKeys(Parameters& parameters) {
   const bool firstRequest = parameters.flag("firstRequest", !lastSentBlock);
   const auto batchSize = static_cast<std::uint16_t>(parameters.number("batchSize", 0xFFFF, 0));
   return [=, this, queryBlock = std::move(queryBlock),
-          lastSentBlock = std::move(lastSentBlock)](const Reply& reply) {
+          lastSentBlock = std::move(lastSentBlock)](rpc::ObjectText& text) {
     Zel::RecordKeysList keys;
     bool lastBatch = false;
     const auto call = [&](Zel::ErrorString& errorString) {
@@ -155,10 +150,8 @@ OamService::Work OamService::prepareGetKeys(Parameters& parameters) {
       return slots_.getKeys(recordId, batchSize, firstRequest, query, lastSent, keys, errorString,
                             lastBatch);
     };
-    answer(reply, call, [&](rpc::ObjectText& text) {
-      text.addArray("keys", keys.size(), [&](std::size_t i) { return quotedBlock(*keys[i]); })
-          .add("lastBatch", lastBatch);
-    });
+    answer(text, call);
+    addBlocks(text, "keys", keys).add("lastBatch", lastBatch);
   };
 }
 
@@ -171,7 +164,7 @@ OamService::Work OamService::prepareSet(Parameters& parameters) {
   const auto transactionId =
       static_cast<std::uint16_t>(parameters.number("transactionId", 0xFFFF, 0));
   const std::string givenErrorString = parameters.text("errorString", "");
-  return [=, this, block = std::move(block)](const Reply& reply) {
+  return [=, this, block = std::move(block)](rpc::ObjectText& text) {
     Zel::ApplyActionType applyAction = requested;
     const auto call = [&](Zel::ErrorString& errorString) {
       if (!slots_.set) throw missingCallback("set");
@@ -179,8 +172,8 @@ OamService::Work OamService::prepareSet(Parameters& parameters) {
       Zel::boundedCopy(errorString.data(), givenErrorString.c_str(), Zel::ErrorString::size());
       return slots_.set(record, opType, regDownloadFlag, applyAction, errorString, transactionId);
     };
-    answer(reply, call,
-           [&](rpc::ObjectText& text) { text.add("applyAction", std::int64_t{applyAction}); });
+    answer(text, call);
+    text.add("applyAction", std::int64_t{applyAction});
   };
 }
 
@@ -190,37 +183,37 @@ OamService::Work OamService::prepareNotify(Parameters& parameters) {
   const bool regDownloadFlag = parameters.flag("regDownloadFlag", false);
   const auto applyAction =
       static_cast<Zel::ApplyActionType>(parameters.number("applyAction", 0xFFFFFFFF, 0));
-  return [=, this, block = std::move(block)](const Reply& reply) {
+  return [=, this, block = std::move(block)](rpc::ObjectText& text) {
     const auto call = [&](Zel::ErrorString&) {
       if (!slots_.notify) throw missingCallback("notify");
       return slots_.notify(readRecord(block), opType, regDownloadFlag, applyAction);
     };
-    answer(reply, call, [](rpc::ObjectText&) {});
+    answer(text, call);
   };
 }
 
 OamService::Work OamService::prepareClear(Parameters& parameters) {
   const std::uint32_t recordId = parameters.recordId("recordId");
-  return [=, this](const Reply& reply) {
+  return [=, this](rpc::ObjectText& text) {
     const auto call = [&](Zel::ErrorString& errorString) {
       if (!slots_.clear) throw missingCallback("clear");
       return slots_.clear(recordId, errorString);
     };
-    answer(reply, call, [](rpc::ObjectText&) {});
+    answer(text, call);
   };
 }
 
 OamService::Work OamService::prepareInitProvComplete(Parameters&) {
-  return [this](const Reply& reply) {
+  return [this](rpc::ObjectText& text) {
     if (slots_.initProvComplete) slots_.initProvComplete();
-    answerFilled(reply, bool(slots_.initProvComplete));
+    answerFilled(text, bool(slots_.initProvComplete));
   };
 }
 
 OamService::Work OamService::prepareSvcRegInd(Parameters&) {
-  return [this](const Reply& reply) {
+  return [this](rpc::ObjectText& text) {
     if (slots_.svcRegInd) slots_.svcRegInd();
-    answerFilled(reply, bool(slots_.svcRegInd));
+    answerFilled(text, bool(slots_.svcRegInd));
   };
 }
 
@@ -228,23 +221,23 @@ OamService::Work OamService::prepareSvcRegResult(Parameters& parameters) {
   const std::uint32_t kind = parameters.number("kind");
   const auto result = static_cast<Zel::MgmtResult>(parameters.result("result"));
   std::vector<std::uint16_t> groups = parameters.groups("groups");
-  return [=, this, groups = std::move(groups)](const Reply& reply) {
+  return [=, this, groups = std::move(groups)](rpc::ObjectText& text) {
     if (slots_.svcRegResult) reportOutcome(kind, result, groups);
-    answerFilled(reply, bool(slots_.svcRegResult));
+    answerFilled(text, bool(slots_.svcRegResult));
   };
 }
 
 OamService::Work OamService::prepareSetIndResult(Parameters& parameters) {
   const std::uint32_t setIndId = parameters.number("setIndId");
   const auto result = static_cast<Zel::MgmtResult>(parameters.result("result"));
-  return [=, this](const Reply& reply) {
-    if (!slots_.setIndResult) return answerFilled(reply, false);
+  return [=, this](rpc::ObjectText& text) {
+    if (!slots_.setIndResult) return answerFilled(text, false);
     const boost::shared_ptr<Zel::Record> record = takeSetInd(setIndId);
     if (!record) {
-      return reply.error({rpc::badParameters, "setIndId " + std::to_string(setIndId) +
-                                                  " names no outstanding set indication"});
+      throw rpc::Error{rpc::badParameters, "setIndId " + std::to_string(setIndId) +
+                                               " names no outstanding set indication"};
     }
-    reply.result(resultText(slots_.setIndResult(record, result)).take());
+    addResult(text, slots_.setIndResult(record, result));
   };
 }
 

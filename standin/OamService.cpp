@@ -1,5 +1,6 @@
 #include "standin/OamService.h"
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include <array>
@@ -22,6 +23,30 @@ namespace {
 constexpr unsigned int svcRegIndOutcome = 12;
 constexpr unsigned int svcRegSetUpdateOutcome = 14;
 
+/// A reply that leaves so much free memory behind that it is given back to the system.
+constexpr std::size_t largeReplyBytes = std::size_t{1024} * 1024;
+/// Larger blocks of memory are given back at once, whatever has been freed before.
+constexpr int mmapThreshold = 256 * 1024;
+
+/// Has `work(text)` make the members of the result, and replies.
+template <typename Work>
+void perform(Work&& work, const Reply& reply) {
+  std::size_t bytes = 0;
+  try {
+    rpc::ObjectText text = reply.startResult();
+    work(text);
+    std::string whole = text.take();
+    bytes = whole.size();
+    reply.result(std::move(whole));
+  } catch (const rpc::Error& error) {
+    reply.error(error);
+  } catch (const std::bad_alloc&) {
+    // Without memory for one reply there may well be enough for the next.
+    reply.error({rpc::internalError, "out of memory"});
+  }
+  if (bytes >= largeReplyBytes) ::malloc_trim(0);
+}
+
 bool stopping() {
   const Zel::Process* process = Zel::Process::instance();
   return process == nullptr || process->exiting();
@@ -32,7 +57,7 @@ bool stopping() {
 OamService::OamService()
     : callbacks_(maxUnsentReplyBytes),
       server_(callbacks_,
-              [this](rpc::Request& request, const Reply& reply) { serve(request, reply); }) {}
+              [this](const rpc::Request& request, const Reply& reply) { serve(request, reply); }) {}
 
 OamService::~OamService() = default;
 
@@ -49,6 +74,7 @@ bool OamService::start(const Slots& slots) {
     return false;
   }
   started_ = true;
+  ::mallopt(M_MMAP_THRESHOLD, mmapThreshold);
   slots_ = slots;
   if (environment().automatic && slots_.svcRegInd) callbacks_.postAutomatic(slots_.svcRegInd);
   try {
@@ -182,46 +208,38 @@ bool OamService::sendDeferredSetRspInd(std::uint16_t transactionId, Zel::MgmtRes
                                        .take());
 }
 
-// Without memory for one reply there may well be enough for the next.
-void OamService::perform(const Work& work, const Reply& reply) {
-  try {
-    work(reply);
-  } catch (const std::bad_alloc&) {
-    reply.error({rpc::internalError, "out of memory"});
-  }
-}
-
-void OamService::serve(rpc::Request& request, const Reply& reply) {
+void OamService::serve(const rpc::Request& request, const Reply& reply) {
   Parameters parameters(request.params, request.positionalParams);
   const auto method = methods().find(request.method);
+  const auto accept = [&] {
+    parameters.finish();
+    ++requests_[std::string(request.method)];
+  };
   try {
     if (request.method == "status") {
-      parameters.finish();
-      ++requests_[request.method];
-      reply.result(status());
+      accept();
+      perform([this](rpc::ObjectText& text) { addStatus(text); }, reply);
     } else if (request.method == "subscribe" || request.method == "unsubscribe") {
-      parameters.finish();
-      ++requests_[request.method];
+      accept();
       const bool wanted = request.method == "subscribe";
       reply.connection()->subscribed = wanted;
-      reply.result(rpc::ObjectText().add("subscribed", wanted).take());
+      perform([&](rpc::ObjectText& text) { text.add("subscribed", wanted); }, reply);
     } else if (method != methods().end()) {
       Work work = (this->*method->second)(parameters);
-      parameters.finish();
-      ++requests_[request.method];
+      accept();
       // Nobody waits for the answer once the client is gone; a notification expects none.
       callbacks_.post(
           reply.connection()->lane(), [work = std::move(work), reply] { perform(work, reply); },
           reply.wanted());
     } else {
-      reply.error({rpc::unknownMethod, "there is no method " + request.method});
+      reply.error({rpc::unknownMethod, "there is no method " + std::string(request.method)});
     }
   } catch (const rpc::Error& error) {
     reply.error(error);
   }
 }
 
-std::string OamService::status() const {
+void OamService::addStatus(rpc::ObjectText& text) const {
   const std::array<std::pair<const char*, bool>, 9> filled = {{
       {"get", bool(slots_.get)},
       {"getKeys", bool(slots_.getKeys)},
@@ -241,19 +259,18 @@ std::string OamService::status() const {
     const std::lock_guard lock(registrationMutex_);
     const std::vector<std::uint16_t> groups(confirmedGroups_.begin(), confirmedGroups_.end());
     registration.addArray("groups", groups.size(),
-                          [&](std::size_t i) { return groupText(groups[i]); });
+                          [&](std::string& out, std::size_t i) { appendGroup(out, groups[i]); });
     registration.add("lastIndication", lastIndication_);
   }
 
   const auto countersText = [](const auto& counters) {
-    rpc::ObjectText text;
-    for (const auto& [name, count] : counters) text.add(name, static_cast<std::int64_t>(count));
-    return text.take();
+    rpc::ObjectText members;
+    for (const auto& [name, count] : counters) members.add(name, static_cast<std::int64_t>(count));
+    return members.take();
   };
   const SocketServer::Counters& counters = server_.counters();
   const auto number = [](auto value) { return static_cast<std::int64_t>(value); };
-  return rpc::ObjectText()
-      .add("pid", number(::getpid()))
+  text.add("pid", number(::getpid()))
       .add("uptimeSeconds", number(std::chrono::duration_cast<std::chrono::seconds>(
                                        std::chrono::steady_clock::now() - startTime_)
                                        .count()))
@@ -275,8 +292,7 @@ std::string OamService::status() const {
                              .add("connections", number(maxConnections))
                              .add("unsentReplyBytes", number(maxUnsentReplyBytes))
                              .add("unsentBytes", number(maxUnsentBytes))
-                             .take())
-      .take();
+                             .take());
 }
 
 }  // namespace standin

@@ -59,13 +59,13 @@ class OamService {
                              const Zel::ErrorString& errorString, Zel::ApplyActionType applyAction);
 
  private:
-  using Work = std::function<void(const Reply& reply)>;
+  /// Adds the members of the result; throws an rpc::Error where there is none.
+  using Work = std::function<void(rpc::ObjectText& text)>;
   /// Reads the parameters of a method and returns the work that the callback thread does for it.
   using Prepare = Work (OamService::*)(Parameters& parameters);
 
-  void serve(rpc::Request& request, const Reply& reply);
-  static void perform(const Work& work, const Reply& reply);
-  std::string status() const;
+  void serve(const rpc::Request& request, const Reply& reply);
+  void addStatus(rpc::ObjectText& text) const;
 
   Work prepareGet(Parameters& parameters);
   Work prepareGetKeys(Parameters& parameters);

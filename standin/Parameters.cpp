@@ -78,7 +78,7 @@ void Parameters::refusePositional() const {
 const json::value* Parameters::find(std::string_view name) {
   refusePositional();
   asked_.push_back(name);
-  return params_.if_contains(name);
+  return params_ == nullptr ? nullptr : params_->if_contains(name);
 }
 
 const json::value& Parameters::require(std::string_view name) {
@@ -109,7 +109,7 @@ std::uint32_t Parameters::number(std::string_view name, std::uint32_t max) {
 }
 
 std::uint32_t Parameters::number(std::string_view name, std::uint32_t max, std::uint32_t fallback) {
-  if (params_.contains(name)) return number(name, max);
+  if (params_ != nullptr && params_->contains(name)) return number(name, max);
   asked_.push_back(name);
   return fallback;
 }
@@ -157,7 +157,8 @@ std::vector<Block> Parameters::blocks(std::string_view name) {
 
 void Parameters::finish() const {
   refusePositional();
-  for (const auto& member : params_) {
+  if (params_ == nullptr) return;
+  for (const auto& member : *params_) {
     if (std::find(asked_.begin(), asked_.end(), member.key()) == asked_.end()) {
       refuse(member.key(), "is no parameter of this method");
     }

@@ -17,7 +17,8 @@ using Block = std::vector<std::uint8_t>;
 /// asked for is an error, too.
 class Parameters {
  public:
-  Parameters(const boost::json::object& params, bool positional)
+  /// `params` may be null, as an empty object.
+  Parameters(const boost::json::object* params, bool positional)
       : params_(params), positional_(positional) {}
 
   std::uint32_t recordId(std::string_view name);
@@ -40,7 +41,7 @@ class Parameters {
   const boost::json::value* find(std::string_view name);
   const boost::json::value& require(std::string_view name);
 
-  const boost::json::object& params_;
+  const boost::json::object* const params_;
   const bool positional_;
   std::vector<std::string_view> asked_;
 };

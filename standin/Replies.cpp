@@ -5,35 +5,44 @@
 namespace standin {
 namespace {
 
-std::string inQuotes(const std::string& text) { return '"' + text + '"'; }
+template <typename Write>
+void appendInQuotes(std::string& out, Write&& write) {
+  out += '"';
+  Zel::appendBlock(out, write);
+  out += '"';
+}
 
 }  // namespace
 
-std::string groupText(std::uint16_t group) { return inQuotes("0x" + Zel::hexText(group)); }
+void appendGroup(std::string& out, std::uint16_t group) {
+  out += "\"0x" + Zel::hexText(group) + '"';
+}
 
 std::string groupsText(Zel::OamSvcRegInd::SvcRegType type,
                        const std::vector<std::uint16_t>& groups) {
   return rpc::ObjectText()
       .add("type", std::int64_t{type})
-      .addArray("groups", groups.size(), [&](std::size_t i) { return groupText(groups[i]); })
+      .addArray("groups", groups.size(),
+                [&](std::string& out, std::size_t i) { appendGroup(out, groups[i]); })
       .take();
 }
 
+void appendQuotedBlock(std::string& out, const Zel::Record& record) {
+  appendInQuotes(out, [&](Zel::SerialStream& stream) { record.serialize(stream, false); });
+}
+
+void appendQuotedBlock(std::string& out, const Zel::RecordKeys& keys) {
+  appendInQuotes(out, [&](Zel::SerialStream& stream) { keys.serialize(stream); });
+}
+
 std::string quotedBlock(const Zel::Record& record) {
-  return inQuotes(Zel::blockText([&](Zel::SerialStream& stream) {
-                    record.serialize(stream, false);
-                  }).value_or(""));
+  std::string block;
+  appendQuotedBlock(block, record);
+  return block;
 }
 
-std::string quotedBlock(const Zel::RecordKeys& keys) {
-  return inQuotes(
-      Zel::blockText([&](Zel::SerialStream& stream) { keys.serialize(stream); }).value_or(""));
-}
-
-rpc::ObjectText resultText(Zel::MgmtResult result) {
-  rpc::ObjectText text;
-  text.add("result", std::int64_t{result}).add("resultText", Zel::mgmtResultText(result));
-  return text;
+rpc::ObjectText& addResult(rpc::ObjectText& text, Zel::MgmtResult result) {
+  return text.add("result", std::int64_t{result}).add("resultText", Zel::mgmtResultText(result));
 }
 
 }  // namespace standin

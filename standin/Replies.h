@@ -14,19 +14,22 @@
 
 namespace standin {
 
-/// A group, in quotes.
-std::string groupText(std::uint16_t group);
+/// Appends a group, in quotes.
+void appendGroup(std::string& out, std::uint16_t group);
 
 /// The parameters of a service registration indication.
 std::string groupsText(Zel::OamSvcRegInd::SvcRegType type,
                        const std::vector<std::uint16_t>& groups);
 
-/// The block of a record or key set, in quotes. One that does not fit its length fields, which no
-/// class of the catalogue reaches, is an empty string.
-std::string quotedBlock(const Zel::Record& record);
-std::string quotedBlock(const Zel::RecordKeys& keys);
+/// Appends the block of a record or key set, in quotes. One that does not fit its length fields,
+/// which no class of the catalogue reaches, is an empty string.
+void appendQuotedBlock(std::string& out, const Zel::Record& record);
+void appendQuotedBlock(std::string& out, const Zel::RecordKeys& keys);
 
-/// Starts the reply of a management request: `result` and `resultText`.
-rpc::ObjectText resultText(Zel::MgmtResult result);
+/// The same as a text of its own.
+std::string quotedBlock(const Zel::Record& record);
+
+/// Adds what the result of every management request begins with: `result` and `resultText`.
+rpc::ObjectText& addResult(rpc::ObjectText& text, Zel::MgmtResult result);
 
 }  // namespace standin

@@ -68,23 +68,48 @@ void SocketServer::accepted(Protocol::socket socket) {
   connection->start();
 }
 
-void SocketServer::serve(rpc::Request& request, const Reply& reply) {
+void SocketServer::serve(const rpc::Request& request, const Reply& reply) {
   if (request.error.code != 0) return reply.error(request.error);
   if (stopping_) return reply.error(stoppingError);
   serve_(request, reply);
 }
 
 void SocketServer::publish(std::string_view method, std::string_view params) {
-  auto line = std::make_shared<const std::string>(rpc::notificationLine(method, params));
-  asio::post(mainLoop(), [this, method = std::string(method), line = std::move(line)] {
-    distribute(method, line);
-  });
+  post({std::nullopt, std::string(method), rpc::notificationLine(method, params)});
 }
 
-void SocketServer::distribute(std::string_view method, const Connection::Text& line) {
-  ++counters_.notifications[std::string(method)];
-  const auto connections = connections_;  // a connection that is cut off leaves the set
-  for (const auto& connection : connections) {
+void SocketServer::answer(const Reply& reply, std::string text) {
+  post({reply, "", std::move(text)});
+}
+
+void SocketServer::post(Message message) {
+  const std::lock_guard lock(postedMutex_);
+  posted_.push_back(std::move(message));
+  if (posted_.size() == 1) asio::post(mainLoop(), [this] { deliver(); });
+}
+
+void SocketServer::deliver() {
+  std::vector<Message> messages;
+  {
+    const std::lock_guard lock(postedMutex_);
+    messages.swap(posted_);
+  }
+  for (Message& message : messages) {
+    if (message.reply) {
+      const Reply& reply = *message.reply;
+      reply.connection_->answered(*reply.line_, reply.index_, std::move(message.text));
+    } else {
+      distribute(message);
+    }
+  }
+  const auto connections = connections_;  // one that is closed leaves the set
+  for (const auto& connection : connections) connection->settle();
+}
+
+void SocketServer::distribute(Message& notification) {
+  ++counters_.notifications[std::move(notification.method)];
+  const auto line = std::make_shared<const std::string>(std::move(notification.text));
+  for (const auto& connection : connections_) {
     if (connection->subscribed) connection->notify(line);
   }
 }

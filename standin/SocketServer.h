@@ -7,9 +7,12 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "standin/CallbackThread.h"
 #include "standin/Connection.h"
@@ -17,11 +20,11 @@
 
 namespace standin {
 
-/// Main thread only, except `publish`.
+/// Main thread only, except `answer` and `publish`.
 class SocketServer {
  public:
   /// Answers a request through the reply, now or later.
-  using Serve = std::function<void(rpc::Request& request, const Reply& reply)>;
+  using Serve = std::function<void(const rpc::Request& request, const Reply& reply)>;
 
   struct Counters {
     std::map<std::string, std::uint64_t, std::less<>> notifications;
@@ -48,8 +51,12 @@ class SocketServer {
 
   const Counters& counters() const { return counters_; }
 
+  /// Brings the text of a reply to its connection, always later: an answer at once must not run
+  /// into the reading of the next request. From any thread.
+  void answer(const Reply& reply, std::string text);
+
   // For connections.
-  void serve(rpc::Request& request, const Reply& reply);
+  void serve(const rpc::Request& request, const Reply& reply);
   void cutOff(Connection& connection);
   void countCutOff() { ++counters_.cutOff; }
   void forget(Connection& connection);
@@ -58,9 +65,18 @@ class SocketServer {
  private:
   using Protocol = boost::asio::local::stream_protocol;
 
+  /// A reply, or a notification.
+  struct Message {
+    std::optional<Reply> reply;
+    std::string method;  ///< of a notification
+    std::string text;
+  };
+
+  void post(Message message);
+  void deliver();
   void accept();
   void accepted(Protocol::socket socket);
-  void distribute(std::string_view method, const Connection::Text& line);
+  void distribute(Message& notification);
 
   CallbackThread& callbacks_;
   Serve serve_;
@@ -70,6 +86,11 @@ class SocketServer {
   std::set<std::shared_ptr<Connection>> connections_;
   Counters counters_;
   bool stopping_ = false;
+
+  /// What other threads have for the clients, in order. One wake-up of the main thread takes all
+  /// that has come together by then.
+  std::mutex postedMutex_;
+  std::vector<Message> posted_;
 };
 
 }  // namespace standin
