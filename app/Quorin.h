@@ -88,8 +88,6 @@ class Quorin final : public Zel::Process {
   bool appendTest3Stats3(const Zel::RecordKeysList& queryKeys, Zel::RecordList& records);
   bool appendTest3Stats9(const Zel::RecordKeysList& queryKeys, std::uint16_t batchSize,
                          Zel::RecordList& records);
-  void appendTest3Stats9Row(std::uint32_t key1, std::uint16_t sfn, std::uint16_t sf,
-                            Zel::RecordList& records) const;
   void walkTest3Stats9(std::uint32_t key1, std::uint16_t sfn, std::uint16_t sf, std::uint16_t count,
                        Zel::RecordList& records) const;
   void initStatsTables();

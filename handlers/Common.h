@@ -69,4 +69,15 @@ R& appendNew(Zel::RecordList& records) {
   return row;
 }
 
+/// Appends `count` new records of class `R`, which share one piece of memory, and returns the
+/// first.
+template <class R>
+R* appendNew(Zel::RecordList& records, std::size_t count) {
+  const auto rows = boost::make_shared<R[]>(count);
+  records.reserve(records.size() + count);
+  R* const first = rows.get();
+  for (std::size_t i = 0; i < count; ++i) records.emplace_back(rows, first + i);
+  return first;
+}
+
 }  // namespace handlers

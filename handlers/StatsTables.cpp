@@ -67,24 +67,21 @@ bool Quorin::appendTest3Stats9(const RecordKeysList& queryKeys, std::uint16_t ba
   } else {
     for (const auto& entry : queryKeys) {
       const Keys& keys = keysAs<Keys>(entry);
-      appendTest3Stats9Row(keys.key1.value, keys.sfn.value, keys.sf.value, records);
+      auto& row = appendNew<RecordTest3Stats9>(records);
+      row.key1 = keys.key1.value;
+      fillFromTables(row, keys.sfn.value, keys.sf.value);
     }
   }
   return true;
 }
 
-void Quorin::appendTest3Stats9Row(std::uint32_t key1, std::uint16_t sfn, std::uint16_t sf,
-                                  RecordList& records) const {
-  auto& row = appendNew<RecordTest3Stats9>(records);
-  row.key1 = key1;
-  fillFromTables(row, sfn, sf);
-}
-
 // `count` rows from (sfn, sf) on, through all positions and around.
 void Quorin::walkTest3Stats9(std::uint32_t key1, std::uint16_t sfn, std::uint16_t sf,
                              std::uint16_t count, RecordList& records) const {
-  for (std::uint16_t appended = 0; appended < count; ++appended) {
-    appendTest3Stats9Row(key1, sfn, sf, records);
+  RecordTest3Stats9* const rows = appendNew<RecordTest3Stats9>(records, count);
+  for (std::uint16_t i = 0; i < count; ++i) {
+    rows[i].key1 = key1;
+    fillFromTables(rows[i], sfn, sf);
     if (++sf < sfCount) continue;
     sf = 0;
     if (++sfn >= sfnCount) sfn = 0;
