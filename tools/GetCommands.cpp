@@ -116,6 +116,12 @@ int getKeys(const Invocation& invocation) {
   }
   if (showsProgress) std::cerr << "\r\033[K";
   const json::object& reply = walk.reply;
+  const std::string summary = title(type) + ": " + resultText(reply) + ", " +
+                              counted(walk.rows.size(), "key set") +
+                              (invocation.has("all") ? " in " + counted(walk.pages, "page") : "") +
+                              (boolMember(reply, "lastBatch") ? ", the last"
+                               : inPage != 0                  ? ", more to come"
+                                                              : "");
   if (invocation.json) {
     json::array keys;
     for (const Decoded& row : walk.rows) keys.push_back(tools::jsonOf(row.fields));
@@ -126,13 +132,7 @@ int getKeys(const Invocation& invocation) {
     printed["pages"] = walk.pages;
     printJson(printed);
   } else {
-    std::cout << title(type) << ": " << resultText(reply) << ", "
-              << counted(walk.rows.size(), "key set")
-              << (invocation.has("all") ? " in " + counted(walk.pages, "page") : "")
-              << (boolMember(reply, "lastBatch") ? ", the last"
-                  : inPage != 0                  ? ", more to come"
-                                                 : "")
-              << '\n';
+    std::cout << summary << '\n';
     printErrorString(reply);
     if (!walk.rows.empty()) fieldTable(walk.rows).print();
   }
