@@ -22,7 +22,8 @@ std::vector<std::string> lines(const std::string& text) {
   std::size_t begin = 0;
   while (begin <= text.size()) {
     const std::size_t end = std::min(text.find('\n', begin), text.size());
-    all.emplace_back(text.substr(begin, end - begin).c_str());
+    const std::string line = text.substr(begin, end - begin);
+    all.push_back(line.substr(0, line.find('\0')));
     begin = end + 1;
   }
   return all;

@@ -134,7 +134,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count) {
   fuzz::Expected expected;
   for (std::size_t i = 0; i < values.size(); ++i) {
     // An argument ends at a NUL, and an empty one is the option parser's to refuse.
-    const std::string value = values[i].c_str();
+    const std::string value = values[i].substr(0, values[i].find('\0'));
     if (value.empty()) continue;
     arguments.push_back((i == 0 ? "--group=" : "--set-update=") + value);
     expected.good =
