@@ -93,7 +93,7 @@ void Soak::checkStatus() {
             (seen == notifications_.seen().end() ? 0 : seen->second) + unseen);
   }
   expect("connections", counters.at("connections"),
-         {{"made", connectionsMade_}, {"refused", refused_}, {"cutOff", 0}});
+         {{"made", connectionsMade_}, {"refused", refused_}, {"cutOff", cutOff_}});
 }
 
 // The control connection is not among `connections`.

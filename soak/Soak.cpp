@@ -267,6 +267,7 @@ void Soak::doStray() {
       expectLine(*link, "a line that is too long",
                  errorReply("null", -32600, "a request line holds at most 1048576 bytes"));
       expectEnd(*link, "a line that is too long");
+      ++cutOff_;
       ++replies_["(error)"];
       break;
     default:

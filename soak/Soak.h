@@ -87,7 +87,7 @@ class Soak {
   Clock::time_point lastReply_ = start_;
 
   std::map<std::string, std::uint64_t> replies_;  ///< that were right, by method
-  std::uint64_t connectionsMade_ = 0, refused_ = 0, perhapsServed_ = 0;
+  std::uint64_t connectionsMade_ = 0, refused_ = 0, cutOff_ = 0, perhapsServed_ = 0;
   long firstDescriptors_ = 0, lastDescriptors_ = 0;  ///< with the control connection alone
   long memoryAfterMinute_ = 0, leastMemory_ = 0, mostMemory_ = 0, lastMemory_ = 0;
 };
