@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
-#include <cstring>
 #include <iterator>
 #include <random>
 #include <string>
@@ -75,6 +74,6 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* bytes, std::size_t 
   if (random() % 2 == 0 || !fuzz::mutateLine(text, random) || text.size() > room) {
     return LLVMFuzzerMutate(bytes, count, room);
   }
-  std::memcpy(bytes, text.data(), text.size());
+  std::copy(text.begin(), text.end(), bytes);
   return text.size();
 }

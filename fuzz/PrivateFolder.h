@@ -1,8 +1,7 @@
 // A folder of the fuzz program's own, for its socket.
 #pragma once
 
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
