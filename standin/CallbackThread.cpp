@@ -1,7 +1,8 @@
 #include "standin/CallbackThread.h"
 
 #include <algorithm>
-#include <iterator>
+#include <cstdio>
+#include <new>
 #include <utility>
 
 namespace standin {
@@ -27,12 +28,8 @@ void CallbackThread::post(const std::shared_ptr<Lane>& lane, Job job, bool withd
 }
 
 void CallbackThread::withdraw(Lane& lane) {
-  std::deque<Lane::Waiting> dropped;  // destroyed without the lock
   const std::lock_guard lock(mutex_);
-  const auto stays = [](const Lane::Waiting& waiting) { return !waiting.withdrawable; };
-  const auto firstDropped = std::stable_partition(lane.jobs_.begin(), lane.jobs_.end(), stays);
-  dropped.assign(std::make_move_iterator(firstDropped), std::make_move_iterator(lane.jobs_.end()));
-  lane.jobs_.erase(firstDropped, lane.jobs_.end());
+  std::erase_if(lane.jobs_, [](const Lane::Waiting& waiting) { return waiting.withdrawable; });
   if (!lane.jobs_.empty()) return;
   std::erase_if(waiting_, [&](const auto& other) { return other.get() == &lane; });
 }
@@ -42,16 +39,18 @@ void CallbackThread::wake() {
   changed_.notify_one();
 }
 
-void CallbackThread::stop() {
-  {
-    const std::lock_guard lock(mutex_);
-    stopping_ = true;
-    changed_.notify_one();
-  }
-  if (thread_.joinable()) thread_.join();
+bool CallbackThread::stop(std::chrono::milliseconds patience) {
+  std::unique_lock lock(mutex_);
+  stopping_ = true;
+  changed_.notify_one();
   // The jobs hold what holds their lanes.
   for (const auto& lane : waiting_) lane->jobs_.clear();
   waiting_.clear();
+  return !thread_.joinable() || hasEnded_.wait_for(lock, patience, [&] { return ended_; });
+}
+
+void CallbackThread::join() {
+  if (thread_.joinable()) thread_.join();
 }
 
 // The next job in turn; false when all rest. Called with the lock held.
@@ -82,12 +81,18 @@ void CallbackThread::run() {
   for (;;) {
     Job job;
     changed_.wait(lock, [&] { return stopping_ || takeNext(job); });
-    if (stopping_) return;
+    if (stopping_) break;
     lock.unlock();
-    job();
+    try {
+      job();
+    } catch (const std::bad_alloc&) {
+      std::fputs("quorin: out of memory on the callback thread\n", stderr);
+    }
     job = nullptr;
     lock.lock();
   }
+  ended_ = true;
+  hasEnded_.notify_all();
 }
 
 }  // namespace standin

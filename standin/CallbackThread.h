@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -35,7 +36,10 @@ class CallbackThread {
 
   /// A lane with `laneLimit` unsent bytes or more rests.
   explicit CallbackThread(std::size_t laneLimit) : laneLimit_(laneLimit) {}
-  ~CallbackThread() { stop(); }
+  ~CallbackThread() {
+    stop(std::chrono::milliseconds(0));
+    join();
+  }
   CallbackThread(const CallbackThread&) = delete;
   CallbackThread& operator=(const CallbackThread&) = delete;
 
@@ -52,8 +56,12 @@ class CallbackThread {
   /// To be called when the unsent bytes of a lane have fallen below the limit.
   void wake();
 
-  /// Lets the running job finish, drops the others and joins the thread.
-  void stop();
+  /// Drops the jobs that have not begun, and waits for the running one; false when that takes
+  /// longer than `patience`.
+  bool stop(std::chrono::milliseconds patience);
+
+  /// Waits for the thread's end, which `stop` has asked for.
+  void join();
 
  private:
   void run();
@@ -66,6 +74,8 @@ class CallbackThread {
   std::deque<std::shared_ptr<Lane>> waiting_;  ///< lanes that have jobs, in turn
   Job afterAutomatic_;                         ///< empty once it has run
   bool stopping_ = false;
+  std::condition_variable hasEnded_;
+  bool ended_ = false;
   std::thread thread_;
 };
 

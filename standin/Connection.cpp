@@ -145,7 +145,11 @@ void Connection::answered(RequestLine& line, std::size_t index, std::string text
   heldBytes_ += element.text.size();
   --line.open;
   --inFlight_;
-  unsettled_ = true;
+  awaitSettling();
+}
+
+void Connection::awaitSettling() {
+  if (!std::exchange(unsettled_, true)) server_.awaitsSettling(shared_from_this());
 }
 
 void Connection::settle() {
@@ -184,9 +188,11 @@ void Connection::releaseReplies() {
 }
 
 void Connection::notify(const Text& line) {
-  notificationBytes_ += line->size();
-  outgoing_.push_back({line, 0});
-  unsettled_ = true;
+  guarded([&] {
+    outgoing_.push_back({line, 0});
+    notificationBytes_ += line->size();
+    awaitSettling();
+  });
 }
 
 void Connection::send() {

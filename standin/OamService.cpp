@@ -28,6 +28,9 @@ constexpr std::size_t largeReplyBytes = std::size_t{1024} * 1024;
 /// Larger blocks of memory are given back at once, whatever has been freed before.
 constexpr int mmapThreshold = 256 * 1024;
 
+/// A callback that is stopped may take this long before the clients get their answers without it.
+constexpr auto callbackPatience = std::chrono::seconds(1);
+
 /// Has `work(text)` make the members of the result, and replies.
 template <typename Work>
 void perform(Work&& work, const Reply& reply) {
@@ -90,8 +93,11 @@ bool OamService::start(const Slots& slots) {
 }
 
 void OamService::shutDown() {
-  callbacks_.stop();
+  server_.takeNoMore();
+  // Clients get what there is, also where a callback hangs.
+  callbacks_.stop(callbackPatience);
   server_.shutDown();
+  callbacks_.join();
 }
 
 void OamService::afterSending(std::string_view indication) {

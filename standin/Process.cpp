@@ -14,9 +14,9 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <iostream>
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -48,22 +48,45 @@ boost::asio::signal_set& caughtSignals() {
   return signals;
 }
 
-/// A stop ends in this time even where a thread hangs in a write that nobody reads.
-constexpr auto longestStop = std::chrono::seconds(3);
-
-// Without the thread for it, the stop takes as long as it takes.
-void limitStop() {
-  try {
-    std::thread([] {
-      std::this_thread::sleep_for(longestStop);
-      pollfd standardError{STDERR_FILENO, POLLOUT, 0};
-      if (::poll(&standardError, 1, 0) == 1) {  // nobody may be reading that, either
-        std::fputs("quorin: a thread does not end; it is left behind\n", stderr);
-      }
-      std::_Exit(0);
-    }).detach();
-  } catch (const std::system_error&) {
+/// Ends a process that does not end by itself: a thread may hang in a write that nobody reads.
+class StopWatch {
+ public:
+  /// Without the thread for it, the stop takes as long as it takes.
+  void start() {
+    try {
+      std::thread([this] { watch(); }).detach();
+    } catch (const std::exception&) {
+    }
   }
+
+  void callOff() {
+    const std::lock_guard lock(mutex_);
+    calledOff_ = true;
+    changed_.notify_all();
+  }
+
+ private:
+  static constexpr auto longestStop = std::chrono::seconds(3);
+
+  void watch() {
+    std::unique_lock lock(mutex_);
+    if (changed_.wait_for(lock, longestStop, [&] { return calledOff_; })) return;
+    pollfd standardError{STDERR_FILENO, POLLOUT, 0};
+    if (::poll(&standardError, 1, 0) == 1) {  // nobody may be reading that, either
+      std::fputs("quorin: a thread does not end; it is left behind\n", stderr);
+    }
+    std::_Exit(0);
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool calledOff_ = false;
+};
+
+// Never destroyed: its thread may outlive everything else.
+StopWatch& stopWatch() {
+  static auto& watch = *new StopWatch;
+  return watch;
 }
 
 void printListing(const char* program, const po::options_description& options,
@@ -95,8 +118,8 @@ struct Process::Implementation {
   static void awaitSignal(Process& process) {
     caughtSignals().async_wait([&process](const boost::system::error_code& error, int signal) {
       if (error) return;
-      deliver(process, signal);
       awaitSignal(process);
+      deliver(process, signal);
     });
   }
 
@@ -164,6 +187,7 @@ Process::Process(int argc, char** argv, unsigned int, const po::options_descript
 }
 
 Process::~Process() {
+  stopWatch().callOff();
   if (good) caughtSignals().cancel();
   theProcess = nullptr;
 }
@@ -188,7 +212,7 @@ const po::variables_map& Process::programOptions() const { return implementation
 
 int Process::operator()() {
   standin::runMainLoop();
-  limitStop();
+  stopWatch().start();
   standin::runEndActions();
   return 0;
 }

@@ -3,6 +3,7 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
 #include <chrono>
+#include <new>
 #include <utility>
 
 #include "standin/Limits.h"
@@ -21,7 +22,9 @@ const rpc::Error stoppingError{rpc::stopping, "the process is stopping"};
 }  // namespace
 
 SocketServer::SocketServer(CallbackThread& callbacks, Serve serve)
-    : callbacks_(callbacks), serve_(std::move(serve)), acceptor_(mainLoop()), retry_(mainLoop()) {}
+    : callbacks_(callbacks), serve_(std::move(serve)), acceptor_(mainLoop()), retry_(mainLoop()) {
+  unsettled_.reserve(2 * maxConnections);
+}
 
 std::string SocketServer::listen() {
   std::string reason = path_.listen();
@@ -39,8 +42,8 @@ void SocketServer::accept() {
   acceptor_.async_accept([this](const boost::system::error_code& error, Protocol::socket socket) {
     if (error == asio::error::operation_aborted) return;
     if (!error) {
-      accepted(std::move(socket));
-      return accept();
+      accept();  // first, so that whatever this client costs, the next one is awaited
+      return accepted(std::move(socket));
     }
     // No descriptor left, most likely: the connection stays queued until there is one.
     retry_.expires_after(acceptRetry);
@@ -84,8 +87,9 @@ void SocketServer::answer(const Reply& reply, std::string text) {
 
 void SocketServer::post(Message message) {
   const std::lock_guard lock(postedMutex_);
+  // The wake-up first: one for nothing does no harm, a message without one would never arrive.
+  if (posted_.empty()) asio::post(mainLoop(), [this] { deliver(); });
   posted_.push_back(std::move(message));
-  if (posted_.size() == 1) asio::post(mainLoop(), [this] { deliver(); });
 }
 
 void SocketServer::deliver() {
@@ -102,16 +106,26 @@ void SocketServer::deliver() {
       distribute(message);
     }
   }
-  const auto connections = connections_;  // one that is closed leaves the set
-  for (const auto& connection : connections) connection->settle();
+  for (const auto& connection : unsettled_) connection->settle();
+  unsettled_.clear();
 }
 
 void SocketServer::distribute(Message& notification) {
-  ++counters_.notifications[std::move(notification.method)];
-  const auto line = std::make_shared<const std::string>(std::move(notification.text));
-  for (const auto& connection : connections_) {
-    if (connection->subscribed) connection->notify(line);
+  Connection::Text line;
+  try {
+    ++counters_.notifications[std::move(notification.method)];
+    line = std::make_shared<const std::string>(std::move(notification.text));
+  } catch (const std::bad_alloc&) {
+    line = nullptr;
   }
+  for (auto next = connections_.begin(); next != connections_.end();) {
+    const auto connection = *next++;  // it leaves the set when it is cut off
+    if (connection->subscribed) line ? connection->notify(line) : cutOff(*connection);
+  }
+}
+
+void SocketServer::awaitsSettling(std::shared_ptr<Connection> connection) {
+  unsettled_.push_back(std::move(connection));
 }
 
 void SocketServer::cutOff(Connection& connection) {
@@ -120,21 +134,24 @@ void SocketServer::cutOff(Connection& connection) {
 }
 
 void SocketServer::forget(Connection& connection) {
-  callbacks_.withdraw(*connection.lane());
   connections_.erase(connection.shared_from_this());
+  callbacks_.withdraw(*connection.lane());
 }
 
-void SocketServer::shutDown() {
+void SocketServer::takeNoMore() {
   stopping_ = true;
   boost::system::error_code ignored;
   acceptor_.close(ignored);
   retry_.cancel();
   path_.remove();
-  const auto connections = connections_;
-  for (const auto& connection : connections) connection->endInput();
+  for (const auto& connection : connections_) connection->endInput();
+}
+
+void SocketServer::shutDown() {
   asio::io_context& loop = mainLoop();
   loop.restart();
   loop.poll();  // replies that the callback thread has made
+  const auto connections = connections_;
   for (const auto& connection : connections) connection->finish(stoppingError);
   const auto deadline = std::chrono::steady_clock::now() + shutDownTime;
   while (!connections_.empty() && loop.run_one_until(deadline) != 0) {

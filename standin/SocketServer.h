@@ -30,7 +30,7 @@ class SocketServer {
     std::map<std::string, std::uint64_t, std::less<>> notifications;
     std::uint64_t made = 0;     ///< connections accepted
     std::uint64_t refused = 0;  ///< connections past the limit
-    std::uint64_t cutOff = 0;   ///< connections that a limit has closed
+    std::uint64_t cutOff = 0;   ///< connections that a limit, or lack of memory, has closed
   };
 
   SocketServer(CallbackThread& callbacks, Serve serve);
@@ -45,8 +45,10 @@ class SocketServer {
   /// Sends a notification to all that have subscribed. From any thread.
   void publish(std::string_view method, std::string_view params);
 
-  /// Takes no further request, answers those that are open with an error, and sends what is
-  /// answered, for at most a second. The main loop has ended and the callback thread stopped.
+  /// Takes no further client and no further request. The main loop has ended.
+  void takeNoMore();
+  /// Answers what is still open with an error, and sends what is answered, for at most a second.
+  /// Comes after `takeNoMore`, when the callback thread has made what it will.
   void shutDown();
 
   const Counters& counters() const { return counters_; }
@@ -60,6 +62,7 @@ class SocketServer {
   void cutOff(Connection& connection);
   void countCutOff() { ++counters_.cutOff; }
   void forget(Connection& connection);
+  void awaitsSettling(std::shared_ptr<Connection> connection);
   void drained() { callbacks_.wake(); }
 
  private:
@@ -84,6 +87,7 @@ class SocketServer {
   Protocol::acceptor acceptor_;
   boost::asio::steady_timer retry_;
   std::set<std::shared_ptr<Connection>> connections_;
+  std::vector<std::shared_ptr<Connection>> unsettled_;  ///< those with new answers; never grows
   Counters counters_;
   bool stopping_ = false;
 

@@ -179,7 +179,11 @@ TEST_F(FaultsTest, WithoutMemoryForAReplyTheNextIsAnswered) {
     EXPECT_TRUE(matches(client->call("get", large), json::parse(R"({"error":{"code":-32603}})")));
     EXPECT_EQ(client->result("get", stats5).at("records").as_array().size(), 4U);
   }
+  setLimit("as=" + std::to_string(daemon->status("VmSize") * 1024));
+  const auto unlucky = connect();  // there is not even room for the connection
+  EXPECT_EQ(unlucky->readLine(), "");
   setLimit("as=unlimited");
+  EXPECT_EQ(connect()->result("status").at("pid"), daemon->pid());
   EXPECT_EQ(client->result("get", large).at("records").as_array().size(), 65535U);
 }
 
@@ -200,8 +204,15 @@ TEST_F(FaultsTest, APipeThatNobodyReadsDoesNotHoldUpTheStop) {
   for (int id = 0; id < 20000; ++id) requests += request(id, "get", stats5) + "\n";
   EXPECT_LT(client->sendUntilFull(requests), requests.size());
   // The callback thread hangs; everything else goes on.
-  EXPECT_EQ(connect()->result("status").at("pid"), daemon->pid());
+  const auto other = connect();
+  EXPECT_EQ(other->result("status").at("pid"), daemon->pid());
+  other->request(1, "clear", stats5);
+  EXPECT_TRUE(eventually([&] {
+    return connect()->result("status").at("counters").at("requests").as_object().contains("clear");
+  }));
   expectStop();
+  EXPECT_EQ(other->readObject().at("error").at("code"), -32001);
+  EXPECT_FALSE(std::filesystem::exists(socketPath));
   EXPECT_NE(daemon->err().find("a thread does not end"), std::string::npos);
   ::close(pipe);
 }

@@ -33,6 +33,7 @@ TEST_F(ProcessTest, RunsAsAppsWithoutSupplementaryGroups) {
     const std::string text = "\t" + std::to_string(id);
     EXPECT_NE(status.find(name + text + text + text + text + "\n"), std::string::npos) << status;
   }
+  EXPECT_NE(status.find("\nUmask:\t0077\n"), std::string::npos) << status;
   const std::string groups = status.substr(status.find("\nGroups:") + 8);
   EXPECT_EQ(groups.substr(0, groups.find('\n')).find_first_not_of(" \t"), std::string::npos);
 }

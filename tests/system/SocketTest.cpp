@@ -105,6 +105,42 @@ TEST_F(SocketTest, TheSixtyFifthConnectionIsRefused) {
   EXPECT_TRUE(eventually([&] { return connect()->call("status").contains("result"); }));
 }
 
+TEST_F(SocketTest, NoMoreRequestsAreTakenThanMayBeInFlight) {
+  start("--group 111f --sleep-time 60");
+  const auto taken = [&] {
+    const json::object status = connect()->result("status");
+    const json::value* gets = status.at("counters").at("requests").as_object().if_contains("get");
+    return gets == nullptr ? 0 : gets->as_int64();
+  };
+  for (int id = 1; id <= 300; ++id) client->request(id, "get", stats5);
+  EXPECT_TRUE(eventually([&] { return taken() == 256; }));
+  const auto other = connect();
+  const std::string padding(100'000, ' ');
+  for (int id = 1; id <= 20; ++id) {  // the eleventh makes it a mebibyte
+    other->sendUntilFull(request(id, "get", stats5) + padding + "\n");
+  }
+  EXPECT_TRUE(eventually([&] { return taken() == 256 + 11; }));
+  EXPECT_EQ(taken(), 256 + 11);
+}
+
+TEST_F(SocketTest, NotificationsComeInTheOrderInWhichTheyAreSent) {
+  start("--group 111f", "KOR_OAM_AUTO=0");
+  client->result("subscribe");
+  std::string requests;
+  for (int i = 0; i < 200; ++i) {
+    requests += R"({"jsonrpc":"2.0","method":"svcRegInd"})"
+                "\n"
+                R"({"jsonrpc":"2.0","method":"svcRegResult",)"
+                R"("params":{"kind":14,"result":0,"groups":[]}})"
+                "\n";
+  }
+  client->sendBytes(requests);
+  for (int i = 0; i < 200; ++i) {
+    ASSERT_EQ(client->notification(), R"(svcRegInd {"type":0,"groups":["0x111f"]})");
+    ASSERT_EQ(client->notification(), "svcRegEndInd {}");
+  }
+}
+
 TEST_F(SocketTest, RepliesThatWaitForAnEarlierOneHoldNothingUp) {
   start("--group 111f");
   const std::string get =
