@@ -68,11 +68,15 @@ bool CallbackThread::takeNext(Job& job) {
     return lane->unsentBytes.load(std::memory_order_relaxed) < laneLimit_;
   });
   if (ready == waiting_.end()) return false;
-  const std::shared_ptr<Lane> lane = std::move(*ready);
-  waiting_.erase(ready);
-  job = std::move(lane->jobs_.front().job);
-  lane->jobs_.pop_front();
-  if (!lane->jobs_.empty()) waiting_.push_back(lane);
+  Lane& lane = **ready;
+  job = std::move(lane.jobs_.front().job);
+  lane.jobs_.pop_front();
+  // Without allocating: a job that has been taken must not get lost.
+  if (lane.jobs_.empty()) {
+    waiting_.erase(ready);
+  } else {
+    waiting_.splice(waiting_.end(), waiting_, ready);
+  }
   return true;
 }
 

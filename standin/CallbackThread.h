@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -71,8 +72,8 @@ class CallbackThread {
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<Job> automatic_;
-  std::deque<std::shared_ptr<Lane>> waiting_;  ///< lanes that have jobs, in turn
-  Job afterAutomatic_;                         ///< empty once it has run
+  std::list<std::shared_ptr<Lane>> waiting_;  ///< lanes that have jobs, in turn
+  Job afterAutomatic_;                        ///< empty once it has run
   bool stopping_ = false;
   std::condition_variable hasEnded_;
   bool ended_ = false;
