@@ -1,9 +1,10 @@
 #include "standin/CallbackThread.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <new>
 #include <utility>
+
+#include "standin/StandardError.h"
 
 namespace standin {
 
@@ -90,7 +91,7 @@ void CallbackThread::run() {
     try {
       job();
     } catch (const std::bad_alloc&) {
-      std::fputs("quorin: out of memory on the callback thread\n", stderr);
+      complain("out of memory on the callback thread");
     }
     job = nullptr;
     lock.lock();

@@ -1,16 +1,17 @@
 #include "standin/Environment.h"
 
 #include <charconv>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "standin/StandardError.h"
 
 namespace standin {
 namespace {
 
 [[noreturn]] void refuse(const char* variable, const char* value, const char* expected) {
-  std::fprintf(stderr, "quorin: environment variable %s is '%s'; it must be %s\n", variable, value,
-               expected);
+  complain(std::string("environment variable ") + variable + " is '" + value + "'; it must be " +
+           expected);
   std::exit(255);
 }
 

@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "standin/StandardError.h"
+
 int zelLogLevelThreshold = 2;
 
 namespace Zel {
@@ -72,8 +74,8 @@ LogStream::LogStream(ZelLogLevel level, const char* file, int line, const char* 
 void LogStream::done() {
   std::string_view body = text_;
   if (body.ends_with('\n')) body.remove_suffix(1);
-  std::string line =
-      utcTime() + " quorin[" + std::to_string(::getpid()) + "] L" + std::to_string(level_) + ": ";
+  std::string line = standin::journalPriority(level_) + utcTime() + " quorin[" +
+                     std::to_string(::getpid()) + "] L" + std::to_string(level_) + ": ";
   if (file_ != nullptr) line += std::string(file_) + ":" + std::to_string(line_) + " ";
   if (function_ != nullptr) line += std::string(function_) + " ";
   appendEscaped(line, body);

@@ -1,9 +1,10 @@
 #include "standin/MainLoop.h"
 
-#include <cstdio>
 #include <new>
 #include <utility>
 #include <vector>
+
+#include "standin/StandardError.h"
 
 namespace standin {
 namespace {
@@ -27,7 +28,7 @@ void runMainLoop() {
       return;
     } catch (const std::bad_alloc&) {
       // What was being done is lost; connections guard themselves.
-      std::fputs("quorin: out of memory in the main loop\n", stderr);
+      complain("out of memory in the main loop");
     }
   }
 }

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdio>
 #include <new>
 #include <system_error>
 #include <utility>
@@ -15,6 +14,8 @@
 #include "standin/Limits.h"
 #include "standin/MainLoop.h"
 #include "standin/Replies.h"
+#include "standin/ServiceManager.h"
+#include "standin/StandardError.h"
 
 namespace standin {
 namespace {
@@ -66,14 +67,14 @@ OamService::~OamService() = default;
 
 bool OamService::claim() {
   const std::string reason = server_.claim(environment().socketPath);
-  if (!reason.empty()) std::fprintf(stderr, "quorin: %s\n", reason.c_str());
+  if (!reason.empty()) complain(reason);
   return reason.empty();
 }
 
 bool OamService::start(const Slots& slots) {
   if (started_) return false;
   if (const std::string reason = server_.listen(); !reason.empty()) {
-    std::fprintf(stderr, "quorin: %s\n", reason.c_str());
+    complain(reason);
     return false;
   }
   started_ = true;
@@ -82,10 +83,14 @@ bool OamService::start(const Slots& slots) {
   if (environment().automatic && slots_.svcRegInd) callbacks_.postAutomatic(slots_.svcRegInd);
   try {
     // Clients are served when the registration is through, so that none meets it half-finished.
-    callbacks_.start(
-        [this] { boost::asio::post(mainLoop(), [this] { server_.startAccepting(); }); });
+    callbacks_.start([this] {
+      boost::asio::post(mainLoop(), [this] {
+        server_.startAccepting();
+        tellReady(environment().socketPath);
+      });
+    });
   } catch (const std::system_error& error) {
-    std::fprintf(stderr, "quorin: cannot start the callback thread: %s\n", error.what());
+    complain(std::string("cannot start the callback thread: ") + error.what());
     return false;
   }
   atEndOfMainLoop([this] { shutDown(); });

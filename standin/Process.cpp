@@ -21,6 +21,8 @@
 #include <utility>
 
 #include "standin/MainLoop.h"
+#include "standin/ServiceManager.h"
+#include "standin/StandardError.h"
 
 namespace po = boost::program_options;
 
@@ -73,7 +75,7 @@ class StopWatch {
     if (changed_.wait_for(lock, longestStop, [&] { return calledOff_; })) return;
     pollfd standardError{STDERR_FILENO, POLLOUT, 0};
     if (::poll(&standardError, 1, 0) == 1) {  // nobody may be reading that, either
-      std::fputs("quorin: a thread does not end; it is left behind\n", stderr);
+      standin::complain("a thread does not end; it is left behind");
     }
     std::_Exit(0);
   }
@@ -107,8 +109,7 @@ struct Process::Implementation {
         caughtSignals().add(signal);
       }
     } catch (const boost::system::system_error& error) {
-      std::fprintf(stderr, "quorin: cannot set up the main loop: %s\n",
-                   error.code().message().c_str());
+      standin::complain("cannot set up the main loop: " + error.code().message());
       return false;
     }
     awaitSignal(process);
@@ -156,8 +157,8 @@ struct Process::Implementation {
                 variables);
       po::notify(variables);
     } catch (const po::error& error) {
-      std::fprintf(stderr, "quorin: %s\nTry 'quorin --help' for the list of options.\n",
-                   error.what());
+      standin::complain(error.what() +
+                        std::string("\nTry 'quorin --help' for the list of options."));
       return false;
     }
     if (variables.count("help") != 0) {
@@ -213,6 +214,7 @@ const po::variables_map& Process::programOptions() const { return implementation
 int Process::operator()() {
   standin::runMainLoop();
   stopWatch().start();
+  standin::tellStopping();
   standin::runEndActions();
   return 0;
 }
