@@ -100,6 +100,7 @@ oamctl notify Test1-Prov2 --op ->action delete insert set update
 oamctl set Test1-Prov2 --op=in->insert
 oamctl set Test1-Prov2 --apply-action reboot->reboot-possible reboot-required
 oamctl get-keys Test3-Stats2 --all --json --->--batch-size --help --socket --timeout --wildcard
+oamctl set Test1-Prov2 --w->--wait-deferred
 oamctl svc-reg ->result
 oamctl svc-reg result ->12 14
 oamctl svc-reg result 12 sys->system\ not\ ready
@@ -121,6 +122,9 @@ oamctl get Test3-Stats3 sf->oamctl get Test3-Stats3 sf= sfn=
 oamctl --socket /x get test3-stats3->oamctl --socket /x get Test3-Stats3 
 oamctl set Test1-Prov2 testField1=1 te->oamctl set Test1-Prov2 testField1=1 testField2=
 oamctl set Test1-Prov2 --op=in->oamctl set Test1-Prov2 --op=insert 
+oamctl set Test1-Prov2 --w->oamctl set Test1-Prov2 --wait-deferred=
+oamctl get-keys Test3-Stats2 'key1=*' ->oamctl get-keys Test3-Stats2 'key1=*' key2=
+oamctl --socket=/dev/nul->oamctl --socket=/dev/null 
 oamctl svc-reg result 1->oamctl svc-reg result 12 14 
 oamctl svc-reg result 12 sys->oamctl svc-reg result 12 system\ not\ ready 
 oamctl get --js->oamctl get --json 
