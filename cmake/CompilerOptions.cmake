@@ -31,7 +31,7 @@ else()
   target_compile_options(quorin_options INTERFACE
     -fstack-protector-strong -fstack-clash-protection -fcf-protection)
   target_compile_definitions(quorin_options INTERFACE
-    $<$<CONFIG:Release>:_FORTIFY_SOURCE=2> _GLIBCXX_ASSERTIONS)
+    $<$<CONFIG:Release,RelWithDebInfo>:_FORTIFY_SOURCE=2> _GLIBCXX_ASSERTIONS)
   target_link_options(quorin_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
 endif()
 
