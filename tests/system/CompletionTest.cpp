@@ -43,6 +43,7 @@ while IFS= read -r line; do
   zpty -r shell seen '*<<*>>*'
   print -r -- "${${seen#*<<}%%>>*}"
 done <$2
+zpty -d shell
 )";
 
 constexpr const char* zshSetup = R"(

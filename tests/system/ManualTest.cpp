@@ -47,7 +47,9 @@ class ManualTest : public SystemTest {
   }
   /// As plain text, a line for each paragraph.
   std::string rendered(const std::string& page) {
-    const Outcome outcome = launch("man -l " + source(page), "LC_ALL=C.UTF-8 MANOPT= MANROFFSEQ= MANWIDTH=1000")->wait();
+    const Outcome outcome =
+        launch("man -l " + source(page), "LC_ALL=C.UTF-8 MANOPT= MANROFFSEQ= MANWIDTH=1000")
+            ->wait();
     EXPECT_EQ(outcome, (Outcome{0, outcome.out, ""}));
     return outcome.out;
   }
@@ -67,7 +69,8 @@ TEST_F(ManualTest, ThePagesRenderWithoutWarnings) {
   for (const std::string page : {"quorin.8", "oamctl.1"}) {
     for (const std::string renderer :
          {"man --warnings -E UTF-8 -l -Tutf8 ", "groff -man -ww -z -Tutf8 "}) {
-      const Outcome outcome = launch(renderer + source(page), "LC_ALL=C.UTF-8 MANOPT= MANROFFSEQ=")->wait();
+      const Outcome outcome =
+          launch(renderer + source(page), "LC_ALL=C.UTF-8 MANOPT= MANROFFSEQ=")->wait();
       EXPECT_EQ(outcome, (Outcome{0, outcome.out, ""})) << renderer << page;
     }
   }
