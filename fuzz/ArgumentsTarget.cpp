@@ -9,6 +9,7 @@
 #include "fuzz/Input.h"
 #include "records/Hex.h"
 #include "tools/Arguments.h"
+#include "tools/ExitStatus.h"
 
 namespace fuzz {
 namespace {

@@ -15,6 +15,7 @@
 #include "fuzz/Input.h"
 #include "fuzz/PrivateFolder.h"
 #include "tools/Commands.h"
+#include "tools/ExitStatus.h"
 #include "tools/RecordTypes.h"
 
 namespace asio = boost::asio;

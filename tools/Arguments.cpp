@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "records/MgmtEnums.h"
+#include "tools/ExitStatus.h"
 
 namespace tools {
 namespace {

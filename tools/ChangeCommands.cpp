@@ -4,6 +4,8 @@
 #include "records/MgmtEnums.h"
 #include "tools/Arguments.h"
 #include "tools/Commands.h"
+#include "tools/ExitStatus.h"
+#include "tools/Members.h"
 #include "tools/Output.h"
 #include "tools/Replies.h"
 

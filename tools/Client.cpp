@@ -6,6 +6,9 @@
 #include <istream>
 #include <sstream>
 
+#include "tools/ExitStatus.h"
+#include "tools/Members.h"
+
 namespace json = boost::json;
 
 namespace tools {
@@ -21,12 +24,6 @@ bool isTimeout(const boost::system::error_code& error) {
   return error == boost::asio::error::operation_aborted || error == boost::asio::error::timed_out;
 }
 
-const json::value& member(const json::object& object, std::string_view name) {
-  const json::value* value = object.if_contains(name);
-  if (value == nullptr) nonsense("it has no member " + std::string(name));
-  return *value;
-}
-
 [[noreturn]] void refused(const json::object& error) {
   const std::int64_t code = integerMember(error, "code");
   const std::string message = textMember(error, "message");
@@ -39,40 +36,6 @@ const json::value& member(const json::object& object, std::string_view name) {
 }
 
 }  // namespace
-
-void nonsense(const std::string& what) {
-  throw Failure{exitNonsense, "the reply makes no sense: " + what};
-}
-
-std::int64_t integerMember(const json::object& object, std::string_view name) {
-  const json::value& value = member(object, name);
-  if (!value.is_int64()) nonsense(std::string(name) + " is no integer");
-  return value.get_int64();
-}
-
-std::string textMember(const json::object& object, std::string_view name) {
-  const json::value& value = member(object, name);
-  if (!value.is_string()) nonsense(std::string(name) + " is no string");
-  return std::string(value.get_string());
-}
-
-bool boolMember(const json::object& object, std::string_view name) {
-  const json::value& value = member(object, name);
-  if (!value.is_bool()) nonsense(std::string(name) + " is neither true nor false");
-  return value.get_bool();
-}
-
-const json::array& arrayMember(const json::object& object, std::string_view name) {
-  const json::value& value = member(object, name);
-  if (!value.is_array()) nonsense(std::string(name) + " is no list");
-  return value.get_array();
-}
-
-const json::object& objectMember(const json::object& object, std::string_view name) {
-  const json::value& value = member(object, name);
-  if (!value.is_object()) nonsense(std::string(name) + " is no object");
-  return value.get_object();
-}
 
 Client::Client(std::string path, Duration timeout) : path_(std::move(path)), timeout_(timeout) {
   stream_.expires_after(timeout_);

@@ -1,4 +1,4 @@
-// One connection to the socket, and what the replies must look like.
+// One connection to the socket.
 #pragma once
 
 #include <boost/asio/local/stream_protocol.hpp>
@@ -11,22 +11,6 @@
 #include <string_view>
 
 namespace tools {
-
-/// Ends the program with a message on standard error.
-struct Failure {
-  int exitStatus;
-  std::string message;
-};
-
-/// Exit statuses of oamctl.
-enum ExitStatus : int {
-  exitSuccess = 0,
-  exitOtherResult = 1,
-  exitUsage = 2,
-  exitNoDaemon = 3,
-  exitTimedOut = 4,
-  exitNonsense = 5,
-};
 
 /// All operations throw a Failure.
 class Client {
@@ -53,14 +37,5 @@ class Client {
   std::int64_t lastId_ = 0;
   std::deque<boost::json::object> notifications_;  ///< that came before a reply
 };
-
-/// Members of a reply; a member that is missing or of another type is a Failure.
-std::int64_t integerMember(const boost::json::object& object, std::string_view name);
-std::string textMember(const boost::json::object& object, std::string_view name);
-const boost::json::array& arrayMember(const boost::json::object& object, std::string_view name);
-const boost::json::object& objectMember(const boost::json::object& object, std::string_view name);
-bool boolMember(const boost::json::object& object, std::string_view name);
-
-[[noreturn]] void nonsense(const std::string& what);
 
 }  // namespace tools

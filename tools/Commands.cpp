@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "tools/Arguments.h"
+#include "tools/ExitStatus.h"
 
 namespace tools {
 

@@ -5,6 +5,7 @@
 #include "records/Hex.h"
 #include "tools/Arguments.h"
 #include "tools/Commands.h"
+#include "tools/ExitStatus.h"
 #include "tools/Output.h"
 #include "tools/Replies.h"
 

@@ -6,6 +6,8 @@
 
 #include "tools/Arguments.h"
 #include "tools/Commands.h"
+#include "tools/ExitStatus.h"
+#include "tools/Members.h"
 #include "tools/Output.h"
 #include "tools/Replies.h"
 

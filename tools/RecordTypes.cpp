@@ -8,6 +8,7 @@
 
 #include "catalogue/Catalogue.h"
 #include "records/Block.h"
+#include "tools/ExitStatus.h"
 #include "tools/LogCapture.h"
 
 namespace tools {

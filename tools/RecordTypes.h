@@ -14,11 +14,6 @@ namespace tools {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// What the user typed is wrong; exit status 2.
-struct UsageError {
-  std::string message;
-};
-
 /// The value of a field; a wildcard key has none.
 struct Wildcard {};
 using Value = std::variant<bool, std::int64_t, std::uint64_t, std::string, Wildcard>;

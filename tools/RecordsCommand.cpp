@@ -3,6 +3,7 @@
 
 #include "tools/Arguments.h"
 #include "tools/Commands.h"
+#include "tools/ExitStatus.h"
 #include "tools/Output.h"
 #include "tools/Replies.h"
 

@@ -4,6 +4,7 @@
 
 #include "tools/Arguments.h"
 #include "tools/Commands.h"
+#include "tools/ExitStatus.h"
 #include "tools/Replies.h"
 
 namespace json = boost::json;

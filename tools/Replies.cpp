@@ -4,6 +4,8 @@
 
 #include "records/Hex.h"
 #include "records/MgmtEnums.h"
+#include "tools/ExitStatus.h"
+#include "tools/Members.h"
 #include "tools/Output.h"
 
 namespace json = boost::json;

@@ -8,6 +8,7 @@
 #include <iostream>
 
 #include "tools/Commands.h"
+#include "tools/ExitStatus.h"
 #include "tools/RecordTypes.h"
 
 namespace po = boost::program_options;
