@@ -1,6 +1,4 @@
 // The option table, and reading the options back into the members.
-#include "app/Options.h"
-
 #include <boost/program_options/value_semantic.hpp>
 
 #include "app/Quorin.h"
@@ -12,7 +10,7 @@ po::options_description optionsDescription("Quorin Options",
                                            po::options_description::m_default_line_length,
                                            po::options_description::m_default_line_length / 2);
 
-const po::options_description& describeOptions() {
+const po::options_description& Quorin::describeOptions() {
   if (!optionsDescription.options().empty()) return optionsDescription;
   // clang-format off
   optionsDescription.add_options()

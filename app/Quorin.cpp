@@ -3,8 +3,6 @@
 #include <boost/bind/bind.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
 
-#include "app/Options.h"
-
 namespace {
 
 /// Selects the services of the process framework.

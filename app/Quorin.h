@@ -41,8 +41,10 @@ class Quorin final : public Zel::Process {
   static std::vector<std::string> split(const std::string& text);
 
  private:
-  // Options and service groups (main thread, during construction). Each returns false, with the
-  // good flag cleared, when construction ends there.
+  // Options and service groups (main thread, during construction). Each reader returns false, with
+  // the good flag cleared, when construction ends there.
+  /// Adds the daemon's options to `optionsDescription`, unless they are there, and returns it.
+  static const boost::program_options::options_description& describeOptions();
   bool readOptions();
   bool readGroups(const std::string& text);
   bool readSetUpdate(const std::string& text);
