@@ -119,7 +119,6 @@ class Quorin final : public Zel::Process {
   bool sendPeriodicAlarm();
   bool sendPeriodicRecordUpdate();
   bool sendOwedDeferredSetRsp();
-  static bool pauseSimulator(unsigned int seconds);
 
   /// Lookup tables indexed [sfn][sf], built on first use.
   static constexpr std::uint32_t sfnCount = 1024;

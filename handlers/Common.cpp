@@ -8,6 +8,13 @@
 #include "records/LogLine.h"
 
 namespace handlers {
+namespace {
+
+void fill(Zel::ErrorString& errorString, const std::string& text) {
+  Zel::fillText(errorString.data(), text.c_str(), Zel::ErrorString::size());
+}
+
+}  // namespace
 
 void writeRecordLine(const char* text, unsigned int recordId) {
   Zel::plainLine(text + Zel::hexText(recordId) + "\n");
@@ -24,11 +31,14 @@ std::string changeText(bool regDownloadFlag, Zel::ApplyActionType applyAction) {
          " applyAction=" + Zel::applyActionText(applyAction);
 }
 
-Zel::MgmtResult refuse(Zel::MgmtResult result, const char* reason, unsigned int recordId,
-                       Zel::ErrorString& errorString) {
-  Zel::fillText(errorString.data(), (reason + Zel::hexText(recordId)).c_str(),
-                Zel::ErrorString::size());
-  return result;
+Zel::MgmtResult refuseGroup(unsigned int recordId, Zel::ErrorString& errorString) {
+  fill(errorString, "Invalid record id 0x" + Zel::hexText(recordId));
+  return Zel::MGMT_INVALID_RECORD_ID;
+}
+
+Zel::MgmtResult refuseQueryKey(unsigned int recordId, Zel::ErrorString& errorString) {
+  fill(errorString, "Invalid query key for record id 0x" + Zel::hexText(recordId));
+  return Zel::MGMT_BAD_KEY_VALUE;
 }
 
 }  // namespace handlers

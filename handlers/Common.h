@@ -25,20 +25,11 @@ void writeChangeLine(std::string line);
 /// What the plain lines of set and notify have in common.
 std::string changeText(bool regDownloadFlag, Zel::ApplyActionType applyAction);
 
-/// Fills the error string with `reason` and the record id in hexadecimal; returns `result`.
-Zel::MgmtResult refuse(Zel::MgmtResult result, const char* reason, unsigned int recordId,
-                       Zel::ErrorString& errorString);
-
 /// The answer for a record whose group is not registered.
-inline Zel::MgmtResult refuseGroup(unsigned int recordId, Zel::ErrorString& errorString) {
-  return refuse(Zel::MGMT_INVALID_RECORD_ID, "Invalid record id 0x", recordId, errorString);
-}
+Zel::MgmtResult refuseGroup(unsigned int recordId, Zel::ErrorString& errorString);
 
 /// The answer to a query key that is null, of another class or outside the tables.
-inline Zel::MgmtResult refuseQueryKey(unsigned int recordId, Zel::ErrorString& errorString) {
-  return refuse(Zel::MGMT_BAD_KEY_VALUE, "Invalid query key for record id 0x", recordId,
-                errorString);
-}
+Zel::MgmtResult refuseQueryKey(unsigned int recordId, Zel::ErrorString& errorString);
 
 /// The record as one of class `R`, which is printed on the console unless `quiet`; null, with
 /// nothing printed, when it is of another class.

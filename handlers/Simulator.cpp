@@ -81,6 +81,12 @@ boost::shared_ptr<Record> recordOf(const SequenceStep& step) {
   return record;
 }
 
+// Pauses; false when the process is stopping, and nothing more is to be sent.
+bool pauseFor(unsigned int seconds) {
+  sleepSeconds(seconds);
+  return !Process::instance()->exiting();
+}
+
 }  // namespace
 
 void Quorin::serverSendEvents() {
@@ -92,12 +98,6 @@ void Quorin::serverSendEvents() {
   while (setInd || sendDeferredSetRsp || (eventSim & simulateAnything) != 0) {
     if (!runPass()) return;
   }
-}
-
-// Pauses; false when the process is stopping, and nothing more is to be sent.
-bool Quorin::pauseSimulator(unsigned int seconds) {
-  sleepSeconds(seconds);
-  return !Process::instance()->exiting();
 }
 
 bool Quorin::runPass() {
@@ -115,7 +115,7 @@ bool Quorin::sendSetIndSequence() {
     writeStep(step);
     boost::shared_ptr<Record> record = recordOf(step);
     KorOamApi::instance().sendSetInd(record, APPLY_NO_ACTION_REQUIRED, step.opType);
-    if (!pauseSimulator(sequencePause)) return false;
+    if (!pauseFor(sequencePause)) return false;
   }
   setInd = false;
   return true;
@@ -130,7 +130,7 @@ bool Quorin::sendPeriodicSetInd() {
   ++simulator.setIndCounter;
   KorOamApi::instance().sendSetInd(
       record, static_cast<ApplyActionType>(simulator.setIndCounter % 4), MGMT_OPTYPE_UPDATE);
-  return pauseSimulator(periodicPause);
+  return pauseFor(periodicPause);
 }
 
 bool Quorin::sendPeriodicEvent() {
@@ -142,7 +142,7 @@ bool Quorin::sendPeriodicEvent() {
   event->testEvtfield1 = 12;
   event->testEvtfield2 = 34;
   KorOamApi::instance().sendEvent(event);
-  return pauseSimulator(periodicPause);
+  return pauseFor(periodicPause);
 }
 
 bool Quorin::sendPeriodicAlarm() {
@@ -154,7 +154,7 @@ bool Quorin::sendPeriodicAlarm() {
   alarm->testAlarmfield2 = 34;
   fillText(alarm->additionalText, "alarm texts");
   KorOamApi::instance().sendAlarm(alarm);
-  return pauseSimulator(periodicPause);
+  return pauseFor(periodicPause);
 }
 
 bool Quorin::sendPeriodicRecordUpdate() {
@@ -169,11 +169,11 @@ bool Quorin::sendPeriodicRecordUpdate() {
   a = b;
   b = c;
   c = first;
-  return pauseSimulator(periodicPause);
+  return pauseFor(periodicPause);
 }
 
 bool Quorin::sendOwedDeferredSetRsp() {
-  if (!pauseSimulator(deferredPause)) return false;
+  if (!pauseFor(deferredPause)) return false;
   const DeferredSetRsp owed = deferredSetRsp.exchange({}, std::memory_order_acquire);
   if (!owed.pending) return true;
   logLine(ZEL_LOG_TRACE, "Set RECORD_TEST3ACTION2_ID testRun = ", owed.testRun);
