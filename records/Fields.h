@@ -279,18 +279,5 @@ bool visitAll(Owner& owner, Visit&& visit) {
   return every<Plain>([&]<std::size_t I>() { return visit(at<Plain, I>, at<Plain, I>.of(owner)); });
 }
 
-/// Whether two of a class hold the same values; text counts up to its NUL.
-template <class Owner>
-bool same(const Owner& left, const Owner& right) {
-  return every<Owner>([&]<std::size_t I>() {
-    using F = std::tuple_element_t<I, decltype(Owner::fields)>;
-    if constexpr (F::isText) {
-      return std::strncmp(F::of(left), F::of(right), sizeof(typename F::Value)) == 0;
-    } else {
-      return F::of(left) == F::of(right);
-    }
-  });
-}
-
 }  // namespace fields
 }  // namespace Zel

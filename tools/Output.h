@@ -16,7 +16,6 @@ class Table {
  public:
   explicit Table(std::vector<std::string> header) : header_(std::move(header)) {}
   void add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
-  bool empty() const { return rows_.empty(); }
   /// To standard output.
   void print() const;
 
