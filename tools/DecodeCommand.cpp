@@ -72,7 +72,7 @@ int decode(const Invocation& invocation) {
   for (const auto& [title, decoded] : fits) {
     const std::size_t extra = bytes->size() - decoded.bytesRead;
     printed.push_back(
-        {{"what", title}, {"fields", tools::jsonOf(decoded.fields)}, {"bytesBehind", extra}});
+        {{"what", title}, {"fields", jsonOf(decoded.fields)}, {"bytesBehind", extra}});
     if (invocation.json) continue;
     std::cout << title << '\n';
     fieldTable({decoded}).print();

@@ -91,7 +91,7 @@ int get(const Invocation& invocation) {
   const std::string summary = title(type) + ": " + resultText(reply);
   if (invocation.json) {
     json::array decoded;
-    for (const Decoded& row : rows) decoded.push_back(tools::jsonOf(row.fields));
+    for (const Decoded& row : rows) decoded.push_back(jsonOf(row.fields));
     reply["record"] = type.name;
     reply["recordId"] = hexId(type.id);
     reply["records"] = std::move(decoded);
@@ -126,7 +126,7 @@ int getKeys(const Invocation& invocation) {
                                                               : "");
   if (invocation.json) {
     json::array keys;
-    for (const Decoded& row : walk.rows) keys.push_back(tools::jsonOf(row.fields));
+    for (const Decoded& row : walk.rows) keys.push_back(jsonOf(row.fields));
     json::object printed = reply;
     printed["record"] = type.name;
     printed["recordId"] = hexId(type.id);

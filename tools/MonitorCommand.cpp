@@ -28,6 +28,11 @@ struct Named {
   std::vector<NamedValue> fields;
 };
 
+/// Whether a parameter of a notification is a block; its name is the kind of the block.
+bool isBlock(std::string_view name) {
+  return name == "record" || name == "event" || name == "alarm" || name == "recordUpdateEvent";
+}
+
 Named decodeNamed(const std::string& kind, const json::value& block) {
   const Bytes bytes = bytesOf(block);
   const auto id = idOf(bytes);
@@ -44,7 +49,7 @@ Named decodeNamed(const std::string& kind, const json::value& block) {
 std::string notificationText(const std::string& method, const json::object& params) {
   std::string text = method;
   for (const auto& [name, value] : params) {
-    if (name == "record" || name == "event" || name == "alarm" || name == "recordUpdateEvent") {
+    if (isBlock(name)) {
       const Named named = decodeNamed(std::string(name), value);
       text += " " + named.name + fieldsText(named.fields);
     } else if (name == "applyAction") {
@@ -55,8 +60,9 @@ std::string notificationText(const std::string& method, const json::object& para
     } else if (name == "groups") {
       text += " groups=" + joined(arrayMember(params, "groups"));
     } else if (value.is_string()) {
-      if (!value.get_string().empty())
-        text += " " + std::string(name) + "=" + value.as_string().c_str();
+      if (!value.get_string().empty()) {
+        text += " " + std::string(name) + "=" + value.get_string().c_str();
+      }
     } else {
       text += " " + std::string(name) + "=" + json::serialize(value);
     }
@@ -68,10 +74,10 @@ std::string notificationText(const std::string& method, const json::object& para
 json::object notificationJson(const std::string& method, const json::object& params) {
   json::object printed{{"method", method}};
   for (const auto& [name, value] : params) {
-    if (name == "record" || name == "event" || name == "alarm" || name == "recordUpdateEvent") {
+    if (isBlock(name)) {
       const Named named = decodeNamed(std::string(name), value);
       printed["name"] = named.name;
-      printed["fields"] = tools::jsonOf(named.fields);
+      printed["fields"] = jsonOf(named.fields);
       printed["block"] = value;
     } else {
       printed[name] = value;
