@@ -9,9 +9,9 @@
 #include <string>
 #include <utility>
 
-#include "Sample.h"
 #include "ScriptedPlatform.h"
 #include "app/Quorin.h"
+#include "bench/Sample.h"
 #include "standin/Replies.h"
 
 namespace bench {

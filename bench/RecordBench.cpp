@@ -3,10 +3,9 @@
 #include <benchmark/benchmark.h>
 
 #include <array>
-#include <concepts>
 #include <string>
 
-#include "Sample.h"
+#include "bench/Sample.h"
 #include "catalogue/Catalogue.h"
 #include "records/Block.h"
 #include "records/ByteOrder.h"

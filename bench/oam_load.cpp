@@ -1,7 +1,6 @@
 // Puts a daemon under load and prints what it does a second. Exit status 1 when something is wrong,
 // 2 for a usage error.
 #include <boost/program_options.hpp>
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <iostream>

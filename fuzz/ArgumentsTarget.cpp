@@ -3,8 +3,7 @@
 // Input, in lines: a character that chooses (0 fields, 1 keys, 2 keys with --wildcard) and the
 // record; then a word each.
 #include <algorithm>
-#include <charconv>
-#include <cstring>
+#include <cctype>
 
 #include "fuzz/Input.h"
 #include "records/Hex.h"

@@ -2,8 +2,6 @@
 //
 // Input, in lines: the value of "group", if any; then one of "set-update" each.
 #include <algorithm>
-#include <cctype>
-#include <optional>
 
 #include "ScriptedPlatform.h"
 #include "app/Quorin.h"

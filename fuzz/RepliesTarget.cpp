@@ -16,7 +16,6 @@
 #include "fuzz/PrivateFolder.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
-#include "tools/RecordTypes.h"
 
 namespace asio = boost::asio;
 

@@ -1,6 +1,5 @@
 #include "soak/Requests.h"
 
-#include <algorithm>
 #include <iterator>
 #include <utility>
 

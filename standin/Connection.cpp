@@ -2,13 +2,11 @@
 
 #include <algorithm>
 #include <boost/asio/buffer.hpp>
-#include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
 #include <new>
 #include <utility>
 
 #include "standin/Limits.h"
-#include "standin/MainLoop.h"
 #include "standin/SocketServer.h"
 
 namespace asio = boost::asio;

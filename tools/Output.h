@@ -3,7 +3,6 @@
 
 #include <boost/json/object.hpp>
 #include <boost/json/value.hpp>
-#include <cstdint>
 #include <string>
 #include <vector>
 

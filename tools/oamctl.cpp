@@ -4,12 +4,10 @@
 #include <boost/program_options/options_description.hpp>
 #include <boost/program_options/parsers.hpp>
 #include <boost/program_options/positional_options.hpp>
-#include <cstdio>
 #include <iostream>
 
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
-#include "tools/RecordTypes.h"
 
 namespace po = boost::program_options;
 

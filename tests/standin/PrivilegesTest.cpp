@@ -1,6 +1,7 @@
 // Whether what the privilege drop took can be taken back: by trying, in a process of its own.
 #include <fcntl.h>
 #include <grp.h>
+#include <gtest/gtest.h>
 #include <linux/capability.h>
 #include <pwd.h>
 #include <sys/prctl.h>
@@ -8,9 +9,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <string>
+#include <cstdint>
+#include <iterator>
 
-#include "gtest/gtest.h"
 #include "platform/ProcPrivs.h"
 
 namespace {
