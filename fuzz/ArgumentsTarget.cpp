@@ -16,19 +16,6 @@ namespace {
 using tools::Assignment;
 using tools::FieldType;
 
-/// The pieces between line ends. Like an argument of a program a piece ends at its first NUL.
-std::vector<std::string> lines(const std::string& text) {
-  std::vector<std::string> all;
-  std::size_t begin = 0;
-  while (begin <= text.size()) {
-    const std::size_t end = std::min(text.find('\n', begin), text.size());
-    const std::string line = text.substr(begin, end - begin);
-    all.push_back(line.substr(0, line.find('\0')));
-    begin = end + 1;
-  }
-  return all;
-}
-
 /// A number as people read it: decimal, or hexadecimal digits behind 0x. Ends the process for any
 /// other text.
 std::string asDecimal(std::string text) {
@@ -101,7 +88,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count) {
   fuzz::Input input(bytes, count);
   const char kind = static_cast<char>(input.byte());
   try {
-    fuzz::check(kind, fuzz::lines(input.text()));
+    fuzz::check(kind, input.arguments());
   } catch (const tools::UsageError& error) {
     fuzz::expect(!error.message.empty(), "a refusal says what was expected");
   }

@@ -13,19 +13,6 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-/// The texts between separators, an empty one behind the last separator included.
-Texts between(const std::string& text, char separator) {
-  Texts pieces(1);
-  for (const char character : text) {
-    if (character == separator) {
-      pieces.emplace_back();
-    } else {
-      pieces.back() += character;
-    }
-  }
-  return pieces;
-}
-
 /// A piece: blanks, a sign, 0x, digits, of which all but the digits may be missing; a number too
 /// large for 64 bits is the largest.
 struct Number {
@@ -127,13 +114,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count) {
   // A refusal is explained on standard output, which the tests of the options look at.
   static std::FILE* const quiet = std::freopen("/dev/null", "w", stdout);
   fuzz::expect(quiet != nullptr, "there is /dev/null");
-  fuzz::Texts values = fuzz::between(fuzz::Input(bytes, count).text(), '\n');
+  const fuzz::Texts values = fuzz::Input(bytes, count).arguments();
   fuzz::Texts arguments = {"quorin"};
   fuzz::Expected expected;
   for (std::size_t i = 0; i < values.size(); ++i) {
-    // An argument ends at a NUL, and an empty one is the option parser's to refuse.
-    const std::string value = values[i].substr(0, values[i].find('\0'));
-    if (value.empty()) continue;
+    const std::string& value = values[i];
+    if (value.empty()) continue;  // which is the option parser's to refuse
     arguments.push_back((i == 0 ? "--group=" : "--set-update=") + value);
     expected.good =
         expected.good && (i == 0 ? fuzz::appendAll(fuzz::piecesOf(value), 0, expected.groups)

@@ -3,21 +3,16 @@
 // Input: the lines, as they are sent. They are sent at once over a connection that stays, with a
 // last request of this program's behind them. The daemon keeps what the inputs before have done,
 // so a finding that depends on them does not come back by itself.
-#include <sys/socket.h>
-#include <sys/un.h>
-
-#include <algorithm>
 #include <array>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
-#include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <future>
 #include <optional>
 #include <thread>
 
 #include "app/Quorin.h"
+#include "bench/LineClient.h"
 #include "fuzz/Input.h"
 #include "fuzz/PrivateFolder.h"
 #include "platform/LogStream.h"
@@ -81,50 +76,15 @@ class Daemon {
   std::thread thread_;
 };
 
-/// One connection. What hangs is the fuzzer's, or the test's, to notice.
-class Connection {
- public:
-  explicit Connection(const std::string& path) : socket_(::socket(AF_UNIX, SOCK_STREAM, 0)) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-    const auto* generic = reinterpret_cast<const sockaddr*>(&address);
-    expect(::connect(socket_, generic, sizeof address) == 0, "the daemon accepts connections");
+/// The next line; nothing at the end of the connection. What hangs is the fuzzer's, or the test's,
+/// to notice.
+std::optional<std::string_view> readLine(LineClient& link) {
+  for (;;) {
+    if (const auto line = link.nextLine()) return line;
+    link.wait(-1);
+    if (!link.transfer()) return link.nextLine();
   }
-  ~Connection() { ::close(socket_); }
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
-
-  /// All inputs fit into the socket's buffer. One that has been closed is found out when read.
-  void send(std::string_view bytes) {
-    while (!bytes.empty()) {
-      const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-      if (sent < 0) return;
-      bytes.remove_prefix(static_cast<std::size_t>(sent));
-    }
-  }
-
-  /// The next line; false at the end of the connection.
-  bool readLine(std::string& line) {
-    std::size_t searched = 0;
-    std::size_t end = 0;
-    while ((end = input_.find('\n', searched)) == std::string::npos) {
-      searched = input_.size();
-      std::array<char, 65536> chunk;
-      const ssize_t count = ::recv(socket_, chunk.data(), chunk.size(), 0);
-      if (count < 0 && errno == EINTR) continue;  // the fuzzer's alarm
-      if (count <= 0) return false;
-      input_.append(chunk.data(), static_cast<std::size_t>(count));
-    }
-    line = input_.substr(0, end);
-    input_.erase(0, end + 1);
-    return true;
-  }
-
- private:
-  const int socket_;
-  std::string input_;
-};
+}
 
 /// A reply that must come: to which id, and with which error where that is settled by the line.
 struct Reply {
@@ -216,15 +176,11 @@ class Client {
  public:
   explicit Client(const std::string& path) : path_(path) {}
 
-  void check(std::string_view input) {
-    std::string lines(input);
+  void check(std::string lines) {
     if (!lines.empty() && lines.back() != '\n') lines += '\n';
     std::vector<Answer> answers;
-    for (std::size_t begin = 0; begin < lines.size();) {
-      const std::size_t end = lines.find('\n', begin);
-      answers.push_back(answerTo(std::string_view(lines).substr(begin, end - begin)));
-      begin = end + 1;
-    }
+    for (const std::string& line : between(lines, '\n')) answers.push_back(answerTo(line));
+    answers.pop_back();  // behind the last line end
     // The next input finds a connection as new.
     const std::int64_t id = ++lastId_;
     json::object last{{"jsonrpc", "2.0"}, {"id", id}, {"method", "unsubscribe"}};
@@ -248,8 +204,8 @@ class Client {
  private:
   /// The next message that is no notification; nothing at the end of the connection.
   std::optional<json::value> nextReply() {
-    for (std::string line; connection_->readLine(line);) {
-      std::optional<json::value> message = parsed(line, maxNesting);
+    while (const auto line = readLine(*connection_)) {
+      std::optional<json::value> message = parsed(*line, maxNesting);
       expect(message.has_value(), "whatever is sent is JSON");
       if (!isNotification(*message)) return message;
     }
@@ -269,7 +225,7 @@ class Client {
   }
 
   const std::string path_;
-  std::optional<Connection> connection_{path_};
+  std::optional<LineClient> connection_{path_};
   std::int64_t lastId_ = 0;
   std::int64_t cutOff_ = 0;
 };
