@@ -7,7 +7,7 @@ using scripted::platform;
 using scripted::Sent;
 using Texts = std::vector<std::string>;
 
-class ServiceGroups : public scripted::DaemonTest {
+class ServiceGroupsTest : public scripted::DaemonTest {
  protected:
   /// What the daemon sends for an indication, or for an outcome.
   Texts sentFor(void (*act)(scripted::Slots&)) {
@@ -24,7 +24,7 @@ class ServiceGroups : public scripted::DaemonTest {
   }
 };
 
-TEST_F(ServiceGroups, SplitsAtColonsAndDropsOnlyAnEmptyLastPiece) {
+TEST_F(ServiceGroupsTest, SplitsAtColonsAndDropsOnlyAnEmptyLastPiece) {
   const struct {
     const char* text;
     Texts pieces;
@@ -38,7 +38,7 @@ TEST_F(ServiceGroups, SplitsAtColonsAndDropsOnlyAnEmptyLastPiece) {
   for (const auto& one : cases) EXPECT_EQ(Quorin::split(one.text), one.pieces) << one.text;
 }
 
-TEST_F(ServiceGroups, SendsTheGroupsOfTheOption) {
+TEST_F(ServiceGroupsTest, SendsTheGroupsOfTheOption) {
   const struct {
     Texts options;
     const char* sent;
@@ -61,7 +61,7 @@ TEST_F(ServiceGroups, SendsTheGroupsOfTheOption) {
   }
 }
 
-TEST_F(ServiceGroups, SendsTheSetUpdateValuesWithTheKindOfTheLast) {
+TEST_F(ServiceGroupsTest, SendsTheSetUpdateValuesWithTheKindOfTheLast) {
   const struct {
     Texts options;
     const char* sent;
@@ -88,7 +88,7 @@ TEST_F(ServiceGroups, SendsTheSetUpdateValuesWithTheKindOfTheLast) {
   }
 }
 
-TEST_F(ServiceGroups, RefusesBadValuesAndRegistersNothing) {
+TEST_F(ServiceGroupsTest, RefusesBadValuesAndRegistersNothing) {
   const char* const notANumber = "group not a number, please check and try again";
   const char* const badKind = "only 'L', 'R' or 'A' are valid";
   const char* const badRange = "Expecting 'R:<Range Start>:<Range End>'";
@@ -121,7 +121,7 @@ TEST_F(ServiceGroups, RefusesBadValuesAndRegistersNothing) {
   }
 }
 
-TEST_F(ServiceGroups, GoesThroughTheRegistrationSequence) {
+TEST_F(ServiceGroupsTest, GoesThroughTheRegistrationSequence) {
   make({"--group", "0x111f", "--set-update", "R:1:2"});
   EXPECT_EQ(registration(), Texts{"svcRegInd 0 111f"});
   slots().svcRegResult(12, Zel::MGMT_SUCCESS, {0x111D, 0x111D, 0x111F});
@@ -131,7 +131,7 @@ TEST_F(ServiceGroups, GoesThroughTheRegistrationSequence) {
   EXPECT_TRUE(platform().takeLog(2).empty());
 }
 
-TEST_F(ServiceGroups, LogsAFailedRegistrationAndSendsNothing) {
+TEST_F(ServiceGroupsTest, LogsAFailedRegistrationAndSendsNothing) {
   make();
   const struct {
     unsigned int kind;

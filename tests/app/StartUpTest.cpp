@@ -12,7 +12,7 @@ namespace {
 using scripted::platform;
 using testing::ExitedWithCode;
 
-class StartUp : public scripted::DaemonTest {
+class StartUpTest : public scripted::DaemonTest {
  protected:
   static int runWith(std::vector<std::string> arguments = {}) {
     arguments.insert(arguments.begin(), "quorin");
@@ -23,9 +23,9 @@ class StartUp : public scripted::DaemonTest {
   }
 };
 
-using StartUpDeathTest = StartUp;
+using StartUpDeathTest = StartUpTest;
 
-TEST_F(StartUp, GoesThroughItsStagesInOrderAndReturnsTheMainLoopsResult) {
+TEST_F(StartUpTest, GoesThroughItsStagesInOrderAndReturnsTheMainLoopsResult) {
   platform().mainLoopResult = 7;
   EXPECT_EQ(runWith(), 7);
   EXPECT_EQ(platform().calls,
@@ -72,7 +72,7 @@ TEST_F(StartUpDeathTest, EndsOnEveryFailureOfItsConstruction) {
   EXPECT_EXIT(runWith(), ExitedWithCode(255), "^L2: Error from registerFunc for 0x111d0002\n$");
 }
 
-TEST_F(StartUp, ADuplicateCreatorStopsTheRegistrationWhereItIs) {
+TEST_F(StartUpTest, ADuplicateCreatorStopsTheRegistrationWhereItIs) {
   constexpr bool keys = true;
   struct Step {
     unsigned int id;
@@ -109,7 +109,7 @@ TEST_F(StartUp, ADuplicateCreatorStopsTheRegistrationWhereItIs) {
   }
 }
 
-TEST_F(StartUp, ReadsNoOptionWhenTheProcessIsNotGood) {
+TEST_F(StartUpTest, ReadsNoOptionWhenTheProcessIsNotGood) {
   platform().processGood = false;
   scripted::StandardOutput output;
   make({"--group", "none"});
@@ -118,7 +118,7 @@ TEST_F(StartUp, ReadsNoOptionWhenTheProcessIsNotGood) {
   EXPECT_TRUE(Zel::RecordFactory::funcMap().empty());
 }
 
-TEST_F(StartUp, RegistersACreatorForEachRecordOfTheFactory) {
+TEST_F(StartUpTest, RegistersACreatorForEachRecordOfTheFactory) {
   make();
   std::vector<unsigned int> records, keys;
   for (const auto& [id, create] : Zel::RecordFactory::funcMap()) {
@@ -157,7 +157,7 @@ std::string filledSlots() {
   return filled;
 }
 
-TEST_F(StartUp, FillsTheSlotsThatTheOmitOptionsLeave) {
+TEST_F(StartUpTest, FillsTheSlotsThatTheOmitOptionsLeave) {
   const struct {
     std::vector<std::string> options;
     const char* filled;
@@ -183,7 +183,7 @@ TEST_F(StartUp, FillsTheSlotsThatTheOmitOptionsLeave) {
   }
 }
 
-TEST_F(StartUp, WithoutWorkTheSimulatorEndsAfterItsFirstPause) {
+TEST_F(StartUpTest, WithoutWorkTheSimulatorEndsAfterItsFirstPause) {
   zelLogLevelThreshold = 5;
   make();
   platform().advance(4);

@@ -12,7 +12,7 @@ using Stats2 = RecordTest3Stats2::Keys;
 using Stats7 = RecordTest3Stats7::Keys;
 using Stats8 = RecordTest3Stats8::Keys;
 
-class GetKeys : public scripted::RequestTest {
+class GetKeysTest : public scripted::RequestTest {
  protected:
   struct Page {
     int result = 0;
@@ -44,7 +44,7 @@ class GetKeys : public scripted::RequestTest {
   }
 };
 
-TEST_F(GetKeys, WalksTheKeySpaceOfTheQuery) {
+TEST_F(GetKeysTest, WalksTheKeySpaceOfTheQuery) {
   makeRegistered();
   using Pair = std::pair<std::uint32_t, std::uint32_t>;
   const auto both7 = pairKeys<Stats7>(0, 0, true, true, true);
@@ -164,7 +164,7 @@ TEST_F(GetKeys, WalksTheKeySpaceOfTheQuery) {
   }
 }
 
-TEST_F(GetKeys, LeavesTheFlagOfOtherRecordsAlone) {
+TEST_F(GetKeysTest, LeavesTheFlagOfOtherRecordsAlone) {
   makeRegistered({"--mgmt-result", "5", "--error-string", "forced", "--quiet"});
   scripted::StandardOutput output;
   EXPECT_EQ(page<Stats2>(0x111F0005, pairKeys<Stats2>(1, 1), 0).errorString, "forced");
@@ -182,7 +182,7 @@ TEST_F(GetKeys, LeavesTheFlagOfOtherRecordsAlone) {
   EXPECT_EQ(output.take(), "");
 }
 
-TEST_F(GetKeys, RefusesKeySetsThatItCannotUse) {
+TEST_F(GetKeysTest, RefusesKeySetsThatItCannotUse) {
   makeRegistered({"--sleep-time", "3"});
   const auto refused = [&](const boost::shared_ptr<RecordKeys>& query,
                            const boost::shared_ptr<RecordKeys>& lastSent) {
@@ -205,7 +205,7 @@ TEST_F(GetKeys, RefusesKeySetsThatItCannotUse) {
   EXPECT_TRUE(platform().pauses.empty());
 }
 
-TEST_F(GetKeys, WritesItsLinesInOrder) {
+TEST_F(GetKeysTest, WritesItsLinesInOrder) {
   zelLogLevelThreshold = 5;
   makeRegistered({"--sleep-time", "4"});
   platform().takeLog(5);

@@ -14,7 +14,7 @@ using scripted::pairKeys;
 using scripted::platform;
 using Texts = std::vector<std::string>;
 
-class Get : public scripted::RequestTest {};
+class GetTest : public scripted::RequestTest {};
 
 boost::shared_ptr<RecordKeys> stats3Keys(std::uint16_t sfn, std::uint16_t sf) {
   auto keys = boost::make_shared<RecordTest3Stats3::Keys>(false);
@@ -39,7 +39,7 @@ std::string pairRow(std::uint32_t key1, std::uint32_t key2) {
   return keys + std::string(pairCounters);
 }
 
-TEST_F(Get, AnswersTheRecordsWithoutKeysWithFixedValues) {
+TEST_F(GetTest, AnswersTheRecordsWithoutKeysWithFixedValues) {
   makeRegistered();
   const struct {
     unsigned int recordId;
@@ -64,7 +64,7 @@ TEST_F(Get, AnswersTheRecordsWithoutKeysWithFixedValues) {
   }
 }
 
-TEST_F(Get, CountsReadsOfTest2Stats1UpTo99) {
+TEST_F(GetTest, CountsReadsOfTest2Stats1UpTo99) {
   makeRegistered();
   EXPECT_EQ(get(0x111E0001).payloads, Texts{"00000001"});
   for (int i = 2; i < 99; ++i) get(0x111E0001);
@@ -73,7 +73,7 @@ TEST_F(Get, CountsReadsOfTest2Stats1UpTo99) {
   EXPECT_EQ(get(0x111E0001, {.clearOnRead = true}).payloads, Texts{"00000001"});
 }
 
-TEST_F(Get, CountsTest3Stats4AndClearsItOnRead) {
+TEST_F(GetTest, CountsTest3Stats4AndClearsItOnRead) {
   zelLogLevelThreshold = 5;
   makeRegistered();
   const Texts first{"000100010063", "000200020062", "000300030061"};
@@ -91,7 +91,7 @@ TEST_F(Get, CountsTest3Stats4AndClearsItOnRead) {
   EXPECT_EQ(get(0x111F0008).payloads, (Texts{"000100000064", "000200010063", "000300020062"}));
 }
 
-TEST_F(Get, AnswersOneRowPerQueryKeyAndIgnoresMarkers) {
+TEST_F(GetTest, AnswersOneRowPerQueryKeyAndIgnoresMarkers) {
   makeRegistered();
   using Stats2 = RecordTest3Stats2::Keys;
   using Stats7 = RecordTest3Stats7::Keys;
@@ -114,7 +114,7 @@ TEST_F(Get, AnswersOneRowPerQueryKeyAndIgnoresMarkers) {
   }
 }
 
-TEST_F(Get, ExpandsTheWildcardsOfTest3Stats8) {
+TEST_F(GetTest, ExpandsTheWildcardsOfTest3Stats8) {
   makeRegistered();
   using Keys = RecordTest3Stats8::Keys;
   const struct {
@@ -149,7 +149,7 @@ std::string stats9Row(std::uint32_t key1, std::uint32_t sfn, std::uint32_t sf) {
   return row;
 }
 
-TEST_F(Get, WalksTest3Stats9) {
+TEST_F(GetTest, WalksTest3Stats9) {
   makeRegistered();
   const auto walk = [](const Zel::RecordKeysList& keys, unsigned short batchSize) {
     return get(0x111F0007, {.keys = keys, .batchSize = batchSize}).payloads;
@@ -186,7 +186,7 @@ TEST_F(Get, WalksTest3Stats9) {
   EXPECT_EQ(most.back(), stats9Row(0, 65534 / 10 % 1024, 65534 % 10));
 }
 
-TEST_F(Get, RefusesQueryKeysThatItCannotUse) {
+TEST_F(GetTest, RefusesQueryKeysThatItCannotUse) {
   makeRegistered({"--error-string", "forced", "--mgmt-result", "5", "--sleep-time", "3"});
   const auto stats2 = pairKeys<RecordTest3Stats2::Keys>(1, 2);
   const auto stats7 = pairKeys<RecordTest3Stats7::Keys>(1, 2);
@@ -214,7 +214,7 @@ TEST_F(Get, RefusesQueryKeysThatItCannotUse) {
   EXPECT_TRUE(platform().pauses.empty()) << "it is answered at once";
 }
 
-TEST_F(Get, AppendsBehindWhatTheListHolds) {
+TEST_F(GetTest, AppendsBehindWhatTheListHolds) {
   makeRegistered();
   RecordList records{nullptr};
   ErrorString errorString;
@@ -223,7 +223,7 @@ TEST_F(Get, AppendsBehindWhatTheListHolds) {
   EXPECT_EQ(records.front(), nullptr);
 }
 
-TEST_F(Get, WritesTheErrorStringToItsLastByte) {
+TEST_F(GetTest, WritesTheErrorStringToItsLastByte) {
   makeRegistered({"--error-string", "forced"});
   const struct {
     unsigned int recordId;
@@ -241,7 +241,7 @@ TEST_F(Get, WritesTheErrorStringToItsLastByte) {
   }
 }
 
-TEST_F(Get, RefusesAGroupThatIsNotRegistered) {
+TEST_F(GetTest, RefusesAGroupThatIsNotRegistered) {
   make({"--error-string", "forced", "--mgmt-result", "5", "--sleep-time", "3"});
   EXPECT_EQ(get(0x111F0003), refusedGroup("111f0003"));
   slots().svcRegResult(12, MGMT_SUCCESS, {0x111F});
@@ -253,7 +253,7 @@ TEST_F(Get, RefusesAGroupThatIsNotRegistered) {
   EXPECT_EQ(platform().pauses, std::vector<unsigned int>{3});
 }
 
-TEST_F(Get, WritesItsLinesInOrder) {
+TEST_F(GetTest, WritesItsLinesInOrder) {
   zelLogLevelThreshold = 6;
   makeRegistered({"--sleep-time", "5"});
   platform().takeLog(5);
@@ -275,7 +275,7 @@ TEST_F(Get, WritesItsLinesInOrder) {
   EXPECT_EQ(log[2].text, "Quorin::getCallback recordId=0x1 batchSize=0 clearOnRead=false");
 }
 
-TEST_F(Get, DumpsEachQueryKeyThatItUses) {
+TEST_F(GetTest, DumpsEachQueryKeyThatItUses) {
   zelLogLevelThreshold = 6;
   makeRegistered();
   platform().takeLog(6);
@@ -305,7 +305,7 @@ TEST_F(Get, DumpsEachQueryKeyThatItUses) {
   }
 }
 
-TEST_F(Get, InQuietModeWritesOnlyThePlainLine) {
+TEST_F(GetTest, InQuietModeWritesOnlyThePlainLine) {
   makeRegistered({"--quiet", "--sleep-time", "1"});
   scripted::StandardOutput output;
   get(0x111F0008, {.clearOnRead = true});
@@ -313,7 +313,7 @@ TEST_F(Get, InQuietModeWritesOnlyThePlainLine) {
   EXPECT_EQ(platform().pauses, std::vector<unsigned int>{1});
 }
 
-TEST_F(Get, AnswersWithTheForcedResultAndErrorString) {
+TEST_F(GetTest, AnswersWithTheForcedResultAndErrorString) {
   const std::string longText(300, 'x');
   makeRegistered({"--mgmt-result", "4294967295", "--error-string", longText});
   EXPECT_EQ(get(0x111F0004), (Answer{-1, longText.substr(0, 255), {"00"}}));

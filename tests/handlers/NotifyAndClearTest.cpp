@@ -11,14 +11,14 @@ using namespace Zel;
 using scripted::platform;
 using Texts = std::vector<std::string>;
 
-class NotifyAndClear : public scripted::RequestTest {
+class NotifyAndClearTest : public scripted::RequestTest {
  protected:
   static int notify(const boost::shared_ptr<Record>& record) {
     return slots().notify(record, MGMT_OPTYPE_INSERT, true, APPLY_REBOOT_REQUIRED);
   }
 };
 
-TEST_F(NotifyAndClear, NotifyEchoesTheRecordsOfItsListWithoutAGroupCheck) {
+TEST_F(NotifyAndClearTest, NotifyEchoesTheRecordsOfItsListWithoutAGroupCheck) {
   const boost::shared_ptr<Record> printed[] = {
       boost::make_shared<RecordTest1Prov1>(),      boost::make_shared<RecordTest2Prov1>(),
       boost::make_shared<RecordTest3Prov1>(),      boost::make_shared<RecordTest3Prov2>(),
@@ -44,7 +44,7 @@ TEST_F(NotifyAndClear, NotifyEchoesTheRecordsOfItsListWithoutAGroupCheck) {
   for (const auto& record : silent) EXPECT_EQ(lines(textOf(record)), 1) << record->recordName();
 }
 
-TEST_F(NotifyAndClear, NotifyTracesAndSleeps) {
+TEST_F(NotifyAndClearTest, NotifyTracesAndSleeps) {
   zelLogLevelThreshold = 5;
   make({"--quiet", "--sleep-time", "6"});
   platform().takeLog(5);
@@ -60,7 +60,7 @@ TEST_F(NotifyAndClear, NotifyTracesAndSleeps) {
                   "applyAction=reboot-required"});
 }
 
-TEST_F(NotifyAndClear, SetIndicationOutcomesAreTracedAndHandedBack) {
+TEST_F(NotifyAndClearTest, SetIndicationOutcomesAreTracedAndHandedBack) {
   zelLogLevelThreshold = 5;
   make({"--mgmt-result", "5", "--sleep-time", "3"});
   platform().takeLog(5);
@@ -86,7 +86,7 @@ TEST_F(NotifyAndClear, SetIndicationOutcomesAreTracedAndHandedBack) {
   EXPECT_TRUE(platform().pauses.empty());
 }
 
-TEST_F(NotifyAndClear, ClearResetsTheCounterOfTest2Stats1Only) {
+TEST_F(NotifyAndClearTest, ClearResetsTheCounterOfTest2Stats1Only) {
   makeRegistered();
   for (int i = 0; i < 3; ++i) get(0x111E0001);
   get(0x111F0008);
@@ -98,7 +98,7 @@ TEST_F(NotifyAndClear, ClearResetsTheCounterOfTest2Stats1Only) {
   EXPECT_EQ(get(0x111E0001).payloads, Texts{"00000001"});
 }
 
-TEST_F(NotifyAndClear, ClearAnswersLikeTheOtherHandlers) {
+TEST_F(NotifyAndClearTest, ClearAnswersLikeTheOtherHandlers) {
   zelLogLevelThreshold = 5;
   makeRegistered({"--mgmt-result", "5", "--error-string", "forced", "--sleep-time", "3"});
   platform().takeLog(5);
@@ -120,7 +120,7 @@ TEST_F(NotifyAndClear, ClearAnswersLikeTheOtherHandlers) {
                                           "Quorin::clearCallback recordId=0x22220002"}));
 }
 
-TEST_F(NotifyAndClear, TheEndOfTheInitialProvisioningSaysSoUnlessQuiet) {
+TEST_F(NotifyAndClearTest, TheEndOfTheInitialProvisioningSaysSoUnlessQuiet) {
   zelLogLevelThreshold = 5;
   for (const bool quiet : {false, true}) {
     daemon.reset();

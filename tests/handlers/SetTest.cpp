@@ -15,7 +15,7 @@ using Texts = std::vector<std::string>;
 
 constexpr std::uint32_t untouched = 77;  // the apply action that RequestTest sends
 
-class Set : public scripted::RequestTest {
+class SetTest : public scripted::RequestTest {
  protected:
   static boost::shared_ptr<Record> row(std::uint16_t key, std::uint16_t field2,
                                        std::uint16_t field3, std::uint16_t field4,
@@ -48,7 +48,7 @@ class Set : public scripted::RequestTest {
   }
 };
 
-TEST_F(Set, KeepsRowsOfTest1Prov3AndUpdatesOneFieldAtATime) {
+TEST_F(SetTest, KeepsRowsOfTest1Prov3AndUpdatesOneFieldAtATime) {
   makeRegistered({"--quiet"});
   EXPECT_EQ(apply(MGMT_OPTYPE_INSERT, row(5, 1, 2, 3, 4)), 3u);
   EXPECT_EQ(apply(MGMT_OPTYPE_UPDATE, row(5, 1, 2, 3, 4)), 0u) << "nothing differs";
@@ -76,7 +76,7 @@ TEST_F(Set, KeepsRowsOfTest1Prov3AndUpdatesOneFieldAtATime) {
             (Texts{"Can't locate tes1Prov3 for key 6", "Can't locate tes1Prov3 for key 5"}));
 }
 
-TEST_F(Set, AnswersTheApplyActionOfEachRecord) {
+TEST_F(SetTest, AnswersTheApplyActionOfEachRecord) {
   zelLogLevelThreshold = 6;
   makeRegistered({"--quiet", "--error-string", "forced"});
   platform().takeLog(0);
@@ -130,7 +130,7 @@ TEST_F(Set, AnswersTheApplyActionOfEachRecord) {
   EXPECT_EQ(platform().takeLog(2), Texts{"test1Prov3Ptr is NULL"});
 }
 
-TEST_F(Set, AnswersTest3Action1ByTheStateOfTheInitialProvisioning) {
+TEST_F(SetTest, AnswersTest3Action1ByTheStateOfTheInitialProvisioning) {
   makeRegistered();
   EXPECT_EQ(set(action<RecordTest3Action1>(true)).applyAction, 0u);
   EXPECT_EQ(get(0x111F0004).payloads, Texts{"01"});
@@ -141,7 +141,7 @@ TEST_F(Set, AnswersTest3Action1ByTheStateOfTheInitialProvisioning) {
   EXPECT_EQ(get(0x111F0004).payloads, Texts{"00"});
 }
 
-TEST_F(Set, LeavesTheDeferredResultToAllHandlersUntilTheNextSet) {
+TEST_F(SetTest, LeavesTheDeferredResultToAllHandlersUntilTheNextSet) {
   zelLogLevelThreshold = 5;
   makeRegistered({"--quiet"});
   platform().takeLog(5);
@@ -161,7 +161,7 @@ TEST_F(Set, LeavesTheDeferredResultToAllHandlersUntilTheNextSet) {
   EXPECT_EQ(clear(0x111E0001), 0);
 }
 
-TEST_F(Set, EndsTheForcedResultEvenWhenItIsRefused) {
+TEST_F(SetTest, EndsTheForcedResultEvenWhenItIsRefused) {
   make({"--mgmt-result", "5", "--error-string", "forced", "--sleep-time", "3"});
   slots().svcRegResult(12, MGMT_SUCCESS, {0x111E});
   EXPECT_EQ(clear(0x111E0002), 5);
@@ -171,7 +171,7 @@ TEST_F(Set, EndsTheForcedResultEvenWhenItIsRefused) {
   EXPECT_EQ(clear(0x111E0002), 0);
 }
 
-TEST_F(Set, WritesItsLinesInOrder) {
+TEST_F(SetTest, WritesItsLinesInOrder) {
   zelLogLevelThreshold = 5;
   makeRegistered({"--sleep-time", "2"});
   platform().takeLog(5);
@@ -199,7 +199,7 @@ TEST_F(Set, WritesItsLinesInOrder) {
                    "regDownloadFlag=false applyAction= ???"}));
 }
 
-TEST_F(Set, PrintsTheRecordsThatItEchoesUnlessQuiet) {
+TEST_F(SetTest, PrintsTheRecordsThatItEchoesUnlessQuiet) {
   const boost::shared_ptr<Record> printed[] = {
       boost::make_shared<RecordTest1Prov1>(), boost::make_shared<RecordTest1Prov3>(),
       boost::make_shared<RecordTest2Prov1>(), boost::make_shared<RecordTest3Prov1>(),

@@ -14,7 +14,7 @@ using scripted::Sent;
 using Texts = std::vector<std::string>;
 using SentList = std::vector<Sent>;
 
-class Simulator : public scripted::RequestTest {
+class SimulatorTest : public scripted::RequestTest {
  protected:
   /// What is sent within the next seconds.
   static SentList sentWithin(std::uint64_t seconds) {
@@ -43,7 +43,7 @@ std::string updatePayload(int a, int b, int c) {
   return text;
 }
 
-TEST_F(Simulator, SendsTheOneShotSequenceOnceAndEnds) {
+TEST_F(SimulatorTest, SendsTheOneShotSequenceOnceAndEnds) {
   scripted::StandardOutput output;
   makeRegistered({"--set-ind", "--quiet"});
   EXPECT_EQ(sentWithin(4), SentList{});
@@ -104,7 +104,7 @@ TEST_F(Simulator, SendsTheOneShotSequenceOnceAndEnds) {
             "MGMT_OPTYPE_DELETE RecordTest3Prov3(2, 4, TEST_OFF, 66, 88, 4)\n");
 }
 
-TEST_F(Simulator, SendsEachKindInItsOrderWithinAPass) {
+TEST_F(SimulatorTest, SendsEachKindInItsOrderWithinAPass) {
   scripted::StandardOutput output;
   makeRegistered({"--event-sim", "15", "--set-ind", "--send-deferred-set-rsp"});
   set(action2(true), {.transactionId = 12});
@@ -119,7 +119,7 @@ TEST_F(Simulator, SendsEachKindInItsOrderWithinAPass) {
                       {245, setInd("111d0003", 2, 2), provPayload}}));
 }
 
-TEST_F(Simulator, KeepsThePeriodAndTheCycleOfEachKind) {
+TEST_F(SimulatorTest, KeepsThePeriodAndTheCycleOfEachKind) {
   const struct {
     const char* bit;
     Texts expected;
@@ -146,7 +146,7 @@ TEST_F(Simulator, KeepsThePeriodAndTheCycleOfEachKind) {
   }
 }
 
-TEST_F(Simulator, RotatesTheValuesOfRecordUpdates) {
+TEST_F(SimulatorTest, RotatesTheValuesOfRecordUpdates) {
   makeRegistered({"--event-sim", "8"});
   Texts payloads;
   for (const Sent& sent : sentWithin(95)) payloads.push_back(sent.payload);
@@ -154,7 +154,7 @@ TEST_F(Simulator, RotatesTheValuesOfRecordUpdates) {
                              updatePayload(1, 2, 3)}));
 }
 
-TEST_F(Simulator, KeepsItsCountersWhenSendingFails) {
+TEST_F(SimulatorTest, KeepsItsCountersWhenSendingFails) {
   makeRegistered({"--event-sim", "1"});
   platform().sendFails = true;
   const SentList sent = sentWithin(35);
@@ -162,13 +162,13 @@ TEST_F(Simulator, KeepsItsCountersWhenSendingFails) {
   EXPECT_EQ(sent[1].what, "event 111d0001 severity 2");
 }
 
-TEST_F(Simulator, EndsWhenNothingCanBeSent) {
+TEST_F(SimulatorTest, EndsWhenNothingCanBeSent) {
   makeRegistered({"--event-sim", "16"});
   EXPECT_EQ(sentWithin(5), SentList{});
   EXPECT_TRUE(platform().simulatorEnded());
 }
 
-TEST_F(Simulator, SendsAnOwedDeferredResponseWithinOnePassAndOnce) {
+TEST_F(SimulatorTest, SendsAnOwedDeferredResponseWithinOnePassAndOnce) {
   zelLogLevelThreshold = 5;
   makeRegistered({"--send-deferred-set-rsp"});
   EXPECT_EQ(sentWithin(34), SentList{});
@@ -182,13 +182,13 @@ TEST_F(Simulator, SendsAnOwedDeferredResponseWithinOnePassAndOnce) {
   EXPECT_EQ(platform().takeLog(5).back(), "Set RECORD_TEST3ACTION2_ID testRun = true");
 }
 
-TEST_F(Simulator, OwesTheResponseForEverWithoutTheOption) {
+TEST_F(SimulatorTest, OwesTheResponseForEverWithoutTheOption) {
   makeRegistered({"--event-sim", "1"});
   set(action2(true), {.transactionId = 12});
   for (const Sent& sent : sentWithin(1000)) EXPECT_EQ(sent.what.find("event"), 0u);
 }
 
-TEST_F(Simulator, SendsEveryOwedResponseOnceWhileSetsGoOn) {
+TEST_F(SimulatorTest, SendsEveryOwedResponseOnceWhileSetsGoOn) {
   zelLogLevelThreshold = 5;
   scripted::StandardOutput output;
   makeRegistered({"--send-deferred-set-rsp", "--quiet"});
@@ -229,7 +229,7 @@ TEST_F(Simulator, SendsEveryOwedResponseOnceWhileSetsGoOn) {
   EXPECT_EQ(last, 4999);
 }
 
-TEST_F(Simulator, SaysAndSendsNothingAfterAStop) {
+TEST_F(SimulatorTest, SaysAndSendsNothingAfterAStop) {
   scripted::StandardOutput output;
   makeRegistered({"--event-sim", "15", "--set-ind", "--send-deferred-set-rsp"});
   set(action2(true));
@@ -240,14 +240,14 @@ TEST_F(Simulator, SaysAndSendsNothingAfterAStop) {
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3) << text;
 }
 
-TEST_F(Simulator, LooksAtNoOptionWhenStartUpFailed) {
+TEST_F(SimulatorTest, LooksAtNoOptionWhenStartUpFailed) {
   platform().doRegisterResult = -1;
   make({"--event-sim", "15"});
   EXPECT_EQ(sentWithin(1000), SentList{});
   EXPECT_TRUE(platform().simulatorEnded());
 }
 
-TEST_F(Simulator, WaitsForTheOptionsHoweverLongStartUpTakes) {
+TEST_F(SimulatorTest, WaitsForTheOptionsHoweverLongStartUpTakes) {
   platform().duringRegistration = [] {
     EXPECT_FALSE(platform().simulatorEnded());  // it has come to its first pause
     platform().advanceClock(1000);
