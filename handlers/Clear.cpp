@@ -1,7 +1,8 @@
 // Clear requests, and the end of the initial provisioning.
 #include "app/Quorin.h"
 #include "catalogue/RecordIds.h"
-#include "handlers/Common.h"
+#include "handlers/Answers.h"
+#include "handlers/Lines.h"
 #include "records/LogLine.h"
 
 using namespace Zel;

@@ -3,8 +3,10 @@
 
 #include "app/Quorin.h"
 #include "catalogue/StatisticsRecords.h"
-#include "handlers/Common.h"
+#include "handlers/Answers.h"
+#include "handlers/Lines.h"
 #include "handlers/QueryKeys.h"
+#include "handlers/Rows.h"
 #include "records/LogLine.h"
 
 using namespace Zel;

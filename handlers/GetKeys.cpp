@@ -2,7 +2,7 @@
 // travels in the last sent key set; nothing is kept here.
 #include "app/Quorin.h"
 #include "catalogue/StatisticsRecords.h"
-#include "handlers/Common.h"
+#include "handlers/Answers.h"
 #include "handlers/QueryKeys.h"
 
 using namespace Zel;

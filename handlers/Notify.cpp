@@ -3,7 +3,7 @@
 
 #include "app/Quorin.h"
 #include "catalogue/ProvisioningRecords.h"
-#include "handlers/Common.h"
+#include "handlers/Lines.h"
 #include "records/Hex.h"
 #include "records/LogLine.h"
 

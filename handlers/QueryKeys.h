@@ -1,11 +1,16 @@
 // Using the query keys of a request. They come from a peer and may be of any class.
 #pragma once
 
+#include <cstdint>
+
 #include "platform/OamTypes.h"
 #include "records/LogLine.h"
 #include "records/RecordKeys.h"
 
 namespace handlers {
+
+/// The keys of Test3-Stats7 and -8 run from 1 to this: so does a wildcard key of Test3-Stats8.
+constexpr std::uint32_t lastSmallTableKey = 40;
 
 /// Whether every query key is of class `Keys` and passes `check`, so that `keysAs` may be used.
 template <class Keys, typename Check>

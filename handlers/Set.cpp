@@ -3,7 +3,8 @@
 
 #include "app/Quorin.h"
 #include "catalogue/ProvisioningRecords.h"
-#include "handlers/Common.h"
+#include "handlers/Answers.h"
+#include "handlers/Lines.h"
 #include "records/BoundedCopy.h"
 #include "records/Hex.h"
 #include "records/LogLine.h"

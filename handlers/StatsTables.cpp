@@ -1,8 +1,8 @@
 // Gets of Test3-Stats3 and Test3-Stats9, whose values come from the lookup tables.
 #include "app/Quorin.h"
 #include "catalogue/StatisticsRecords.h"
-#include "handlers/Common.h"
 #include "handlers/QueryKeys.h"
+#include "handlers/Rows.h"
 
 using namespace Zel;
 using namespace handlers;

@@ -1,6 +1,6 @@
-#include "handlers/Common.h"
+#include "handlers/Answers.h"
 
-#include <iostream>
+#include <string>
 
 #include "app/Quorin.h"
 #include "records/BoundedCopy.h"
@@ -15,21 +15,6 @@ void fill(Zel::ErrorString& errorString, const std::string& text) {
 }
 
 }  // namespace
-
-void writeRecordLine(const char* text, unsigned int recordId) {
-  Zel::plainLine(text + Zel::hexText(recordId) + "\n");
-  std::cout.setf(std::ios_base::hex, std::ios_base::basefield);
-}
-
-void writeChangeLine(std::string line) {
-  Zel::plainLine(line += '\n');
-  std::cout.setf(std::ios_base::dec, std::ios_base::basefield);
-}
-
-std::string changeText(bool regDownloadFlag, Zel::ApplyActionType applyAction) {
-  return std::string(" regDownloadFlag=") + (regDownloadFlag ? "1" : "0") +
-         " applyAction=" + Zel::applyActionText(applyAction);
-}
 
 Zel::MgmtResult refuseGroup(unsigned int recordId, Zel::ErrorString& errorString) {
   fill(errorString, "Invalid record id 0x" + Zel::hexText(recordId));

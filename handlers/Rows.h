@@ -1,0 +1,33 @@
+// Making the rows of an answer.
+#pragma once
+
+#include <boost/smart_ptr/make_shared.hpp>
+#include <cstddef>
+#include <utility>
+
+#include "platform/OamTypes.h"
+#include "records/Record.h"
+
+namespace handlers {
+
+/// Appends a new record of class `R` and returns it.
+template <class R>
+R& appendNew(Zel::RecordList& records) {
+  auto record = boost::make_shared<R>();
+  R& row = *record;
+  records.push_back(std::move(record));
+  return row;
+}
+
+/// Appends `count` new records of class `R`, which share one piece of memory, and returns the
+/// first.
+template <class R>
+R* appendNew(Zel::RecordList& records, std::size_t count) {
+  const auto rows = boost::make_shared<R[]>(count);
+  records.reserve(records.size() + count);
+  R* const first = rows.get();
+  for (std::size_t i = 0; i < count; ++i) records.emplace_back(rows, first + i);
+  return first;
+}
+
+}  // namespace handlers
