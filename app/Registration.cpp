@@ -39,15 +39,10 @@ bool registerRecord() {
 
 bool Quorin::registerCreators() {
   using namespace Zel::catalogue;
-  return every(Records{},
-               [](auto tag) { return registerRecord<typename decltype(tag)::Type>(); }) &&
-         every(Events{},
-               [](auto tag) {
-                 return registerClass<Zel::EventFactory, typename decltype(tag)::Type>();
-               }) &&
-         every(RecordUpdateEvents{}, [](auto tag) {
-           return registerClass<Zel::RecordUpdateEventFactory, typename decltype(tag)::Type>();
-         });
+  return every(Records{}, []<class R>() { return registerRecord<R>(); }) &&
+         every(Events{}, []<class R>() { return registerClass<Zel::EventFactory, R>(); }) &&
+         every(RecordUpdateEvents{},
+               []<class R>() { return registerClass<Zel::RecordUpdateEventFactory, R>(); });
 }
 
 bool Quorin::registerWithApi() {

@@ -220,9 +220,8 @@ bool registerHandlers() {
   return true;
 }
 
-const bool registered = catalogue::every(catalogue::Records{}, [](auto tag) {
-  return registerHandlers<typename decltype(tag)::Type>();
-});
+const bool registered =
+    catalogue::every(catalogue::Records{}, []<class R>() { return registerHandlers<R>(); });
 
 }  // namespace
 }  // namespace bench

@@ -158,11 +158,8 @@ const bool registered = [] {
   benchmark::RegisterBenchmark("write/bare", writeBare);
   benchmark::RegisterBenchmark("read/bare", readBare);
   registerPrint<RecordTest3Stats2>();
-  const auto notification = [](auto tag) {
-    return registerNotification<typename decltype(tag)::Type>();
-  };
-  return every(Records{},
-               [](auto tag) { return registerRecord<typename decltype(tag)::Type>(); }) &&
+  const auto notification = []<class R>() { return registerNotification<R>(); };
+  return every(Records{}, []<class R>() { return registerRecord<R>(); }) &&
          every(Events{}, notification) && every(Alarms{}, notification) &&
          every(RecordUpdateEvents{}, notification);
 }();

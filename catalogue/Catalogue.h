@@ -13,11 +13,6 @@ namespace Zel::catalogue {
 template <class... Records>
 struct TypeList {};
 
-template <class R>
-struct TypeTag {
-  using Type = R;
-};
-
 /// Has a key class, `R::Keys`.
 template <class R>
 concept Keyed = requires {
@@ -43,11 +38,11 @@ using Events = TypeList<EventTest1Evt1>;
 using Alarms = TypeList<AlarmTest1Alarm1>;
 using RecordUpdateEvents = TypeList<RecordUpdateEventTest1RecUpdt1>;
 
-/// Calls `visit(TypeTag<R>)` for each class of a list, in order, until one returns false. Returns
-/// whether all returned true.
+/// Calls `visit.operator()<R>()` for each class of a list, in order, until one returns false.
+/// Returns whether all returned true.
 template <class... R, typename Visit>
 bool every(TypeList<R...>, Visit&& visit) {
-  return (visit(TypeTag<R>{}) && ...);
+  return (visit.template operator()<R>() && ...);
 }
 
 }  // namespace Zel::catalogue

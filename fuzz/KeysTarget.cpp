@@ -71,11 +71,10 @@ void check(Input& input) {
 }  // namespace fuzz
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count) {
-  static const auto checks =
-      fuzz::checksOfRecords([]<class R>(Zel::catalogue::TypeTag<R>) -> fuzz::Check {
-        if constexpr (Zel::catalogue::Keyed<R>) return &fuzz::check<typename R::Keys>;
-        return nullptr;
-      });
+  static const auto checks = fuzz::checksOfRecords([]<class R>() -> fuzz::Check {
+    if constexpr (Zel::catalogue::Keyed<R>) return &fuzz::check<typename R::Keys>;
+    return nullptr;
+  });
   fuzz::Input input(bytes, count);
   checks[input.byte() % checks.size()](input);
   return 0;

@@ -68,7 +68,7 @@ void check(Input& input) {
   reader.number(2);
   // No field is read once bytes are missing.
   expected.valid = reader.good && Zel::fields::every<N>([&]<std::size_t I>() {
-                     using F = std::tuple_element_t<I, decltype(N::fields)>;
+                     using F = Zel::fields::FieldAt<N, I>;
                      reader.field<F>(F::of(expected));
                      return reader.good;
                    });

@@ -27,12 +27,12 @@ namespace fuzz {
 
 using Check = void (*)(Input&);
 
-/// The checks that `checkOf(tag)` gives for the records of the catalogue; null for none.
+/// The checks that `checkOf.operator()<R>()` gives for the records of the catalogue; null for none.
 template <typename CheckOf>
 std::vector<Check> checksOfRecords(CheckOf&& checkOf) {
   std::vector<Check> checks;
-  Zel::catalogue::every(Zel::catalogue::Records{}, [&](auto tag) {
-    if (const Check check = checkOf(tag)) checks.push_back(check);
+  Zel::catalogue::every(Zel::catalogue::Records{}, [&]<class R>() {
+    if (const Check check = checkOf.template operator()<R>()) checks.push_back(check);
     return true;
   });
   return checks;
@@ -125,7 +125,7 @@ class PlainWriter {
     PlainWriter payload = *this;
     payload.bytes.clear();
     Zel::fields::every<Owner>([&]<std::size_t I>() {
-      using F = std::tuple_element_t<I, decltype(Owner::fields)>;
+      using F = Zel::fields::FieldAt<Owner, I>;
       payload.field<F>(F::of(owner));
       return true;
     });
@@ -155,7 +155,7 @@ class PlainWriter {
 template <class Owner>
 void fillFields(Owner& owner, const Setting& setting) {
   Zel::fields::every<Owner>([&]<std::size_t I>() {
-    using F = std::tuple_element_t<I, decltype(Owner::fields)>;
+    using F = Zel::fields::FieldAt<Owner, I>;
     auto& value = F::of(owner);
     if constexpr (F::isText) {
       std::fill_n(value, sizeof value - 1, setting.filled<char>());
@@ -179,7 +179,7 @@ void readId(R& expected, PlainReader& reader, const Setting& setting) {
 template <class Owner>
 bool sameFields(const Owner& left, const Owner& right) {
   return Zel::fields::every<Owner>([&]<std::size_t I>() {
-    using F = std::tuple_element_t<I, decltype(Owner::fields)>;
+    using F = Zel::fields::FieldAt<Owner, I>;
     if constexpr (F::isText) {
       return std::memcmp(F::of(left), F::of(right), sizeof(typename F::Value)) == 0;
     } else {

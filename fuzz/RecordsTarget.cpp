@@ -12,7 +12,7 @@ void readPlainly(R& expected, PlainReader& reader, const Setting& setting) {
   reader.number(2);
   // A field that could not be read does not end the reading; one that is out of range does.
   const bool inRange = Zel::fields::every<R>([&]<std::size_t I>() {
-    using F = std::tuple_element_t<I, decltype(R::fields)>;
+    using F = Zel::fields::FieldAt<R, I>;
     constexpr auto& field = Zel::fields::at<R, I>;
     reader.field<F>(F::of(expected));
     if constexpr (F::isText) {
@@ -28,7 +28,7 @@ void readPlainly(R& expected, PlainReader& reader, const Setting& setting) {
 /// Whether every byte of a payload has a value of its own.
 template <class R>
 constexpr bool writesBackWhole = Zel::fields::every<R>([]<std::size_t I>() {
-  using F = std::tuple_element_t<I, decltype(R::fields)>;
+  using F = Zel::fields::FieldAt<R, I>;
   return !F::isText && !std::is_same_v<typename F::Value, bool>;
 });
 
@@ -58,8 +58,8 @@ void check(Input& input) {
 }  // namespace fuzz
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count) {
-  static const auto checks = fuzz::checksOfRecords(
-      []<class R>(Zel::catalogue::TypeTag<R>) -> fuzz::Check { return &fuzz::check<R>; });
+  static const auto checks =
+      fuzz::checksOfRecords([]<class R>() -> fuzz::Check { return &fuzz::check<R>; });
   fuzz::Input input(bytes, count);
   checks[input.byte() % checks.size()](input);
   return 0;

@@ -103,10 +103,12 @@ constexpr std::size_t count = std::tuple_size_v<decltype(Owner::fields)>;
 
 template <class Owner, std::size_t I>
 constexpr auto& at = std::get<I>(Owner::fields);
+template <class Owner, std::size_t I>
+using FieldAt = std::tuple_element_t<I, decltype(Owner::fields)>;
 
 template <class Owner, std::size_t I>
-inline constexpr std::uint32_t wireOffset =
-    wireOffset<Owner, I - 1> + std::tuple_element_t<I - 1, decltype(Owner::fields)>::wireSize();
+inline constexpr std::uint32_t wireOffset = wireOffset<Owner, I - 1> +
+                                            FieldAt<Owner, I - 1>::wireSize();
 template <class Owner>
 inline constexpr std::uint32_t wireOffset<Owner, 0> = 0;
 
@@ -201,7 +203,7 @@ bool inRange(const Value& value) {
 template <class Owner>
 void writeOneByOne(const Owner& owner, SerialStream& stream) {
   every<Owner>([&]<std::size_t I>() {
-    using F = std::tuple_element_t<I, decltype(Owner::fields)>;
+    using F = FieldAt<Owner, I>;
     write<typename F::WireType>(stream, F::of(owner));
     return true;
   });
@@ -210,7 +212,7 @@ void writeOneByOne(const Owner& owner, SerialStream& stream) {
 template <class Owner>
 bool readOneByOne(Owner& owner, SerialStream& stream) {
   return every<Owner>([&]<std::size_t I>() {
-    using F = std::tuple_element_t<I, decltype(Owner::fields)>;
+    using F = FieldAt<Owner, I>;
     read<typename F::WireType>(stream, F::of(owner));
     return inRange<Owner, I>(F::of(owner));
   });
@@ -220,7 +222,7 @@ bool readOneByOne(Owner& owner, SerialStream& stream) {
 template <class Owner, bool SwapBytes>
 void storeAll(const Owner& owner, std::uint8_t* to) {
   every<Owner>([&]<std::size_t I>() {
-    using F = std::tuple_element_t<I, decltype(Owner::fields)>;
+    using F = FieldAt<Owner, I>;
     storeInteger(to + wireOffset<Owner, I>, toWire<typename F::WireType>(F::of(owner)), SwapBytes);
     return true;
   });
@@ -249,7 +251,7 @@ bool loadAll(Owner& owner, SerialStream& stream) {
   const std::uint8_t* const from = stream.buffer + stream.readPos;
   std::uint32_t bytes = 0;
   const bool inRanges = every<Owner>([&]<std::size_t I>() {
-    using F = std::tuple_element_t<I, decltype(Owner::fields)>;
+    using F = FieldAt<Owner, I>;
     F::of(owner) = fromWire<typename F::Value>(
         loadInteger<typename F::WireType>(from + wireOffset<Owner, I>, SwapBytes));
     bytes = wireOffset<Owner, I> + F::wireSize();

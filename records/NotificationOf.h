@@ -21,7 +21,7 @@ class NotificationOf : public Base {
     std::uint16_t ignoredLength = 0;
     stream >> ignoredLength;
     this->valid = readable(stream, "length") && fields::every<Derived>([&]<std::size_t I>() {
-                    using F = std::tuple_element_t<I, decltype(Derived::fields)>;
+                    using F = fields::FieldAt<Derived, I>;
                     fields::read<typename F::WireType>(stream, F::of(static_cast<Derived&>(*this)));
                     return readable(stream, fields::at<Derived, I>.name);
                   }) &&

@@ -37,7 +37,7 @@ template <class Owner>
 std::vector<FieldType> fieldTypes() {
   std::vector<FieldType> types;
   Zel::fields::every<Owner>([&]<std::size_t I>() {
-    using F = std::remove_cvref_t<decltype(Zel::fields::at<Owner, I>)>;
+    using F = Zel::fields::FieldAt<Owner, I>;
     constexpr auto& field = Zel::fields::at<Owner, I>;
     types.push_back({field.name, typeText<F>(), rangeText(field)});
     return true;
@@ -132,7 +132,7 @@ void assignAll(Owner& owner, const char* what, const std::vector<Assignment>& as
       throw UsageError{assignment.name + " is given twice"};
     }
     const bool unknown = Zel::fields::every<Owner>([&]<std::size_t I>() {
-      using F = std::remove_cvref_t<decltype(Zel::fields::at<Owner, I>)>;
+      using F = Zel::fields::FieldAt<Owner, I>;
       if (assignment.name != Zel::fields::at<Owner, I>.name) return true;
       assign<typename F::WireType>(assignment, F::of(owner));
       return false;
@@ -241,8 +241,8 @@ NotificationType describeNotification(const char* kind) {
 
 template <class List>
 void describeNotifications(List list, const char* kind, std::vector<NotificationType>& all) {
-  Zel::catalogue::every(list, [&](auto tag) {
-    all.push_back(describeNotification<typename decltype(tag)::Type>(kind));
+  Zel::catalogue::every(list, [&]<class N>() {
+    all.push_back(describeNotification<N>(kind));
     return true;
   });
 }
@@ -292,8 +292,8 @@ std::string textOf(const Value& value) {
 const std::vector<RecordType>& recordTypes() {
   static const std::vector<RecordType> types = [] {
     std::vector<RecordType> all;
-    Zel::catalogue::every(Zel::catalogue::Records{}, [&](auto tag) {
-      all.push_back(describe<typename decltype(tag)::Type>());
+    Zel::catalogue::every(Zel::catalogue::Records{}, [&]<class R>() {
+      all.push_back(describe<R>());
       return true;
     });
     std::sort(all.begin(), all.end(),

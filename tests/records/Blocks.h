@@ -165,7 +165,7 @@ Texts errorsOf(Object& object, const std::string& hex, std::size_t count = std::
 /// Calls `visit(record, golden)` with a new record of each class.
 template <class List, typename Visit>
 void every(List classes, const char* table, Visit&& visit) {
-  Zel::catalogue::every(classes, [&]<class R>(Zel::catalogue::TypeTag<R>) {
+  Zel::catalogue::every(classes, [&]<class R>() {
     SCOPED_TRACE(R::nameText);
     visit(R(), Golden(table, R::nameText));
     return true;

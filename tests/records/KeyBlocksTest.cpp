@@ -52,7 +52,7 @@ struct KeyBlock {
 /// Calls `visit(keys, block, record)` with new keys for each block.
 template <typename Visit>
 void everyBlock(Visit&& visit) {
-  catalogue::every(catalogue::Records{}, [&]<class R>(catalogue::TypeTag<R>) {
+  catalogue::every(catalogue::Records{}, [&]<class R>() {
     if constexpr (catalogue::Keyed<R>) {
       std::istringstream lines(table);
       for (std::string line; std::getline(lines, line);) {
