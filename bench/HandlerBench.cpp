@@ -22,10 +22,9 @@ using namespace Zel;
 /// A daemon that serves all groups, made on first use; one exists.
 scripted::Slots& slots() {
   static const std::unique_ptr<Quorin> daemon = [] {
-    static char name[] = "quorin", quiet[] = "--quiet";
-    static char* arguments[] = {name, quiet, nullptr};
+    static scripted::CommandLine commandLine({"--quiet"});
     scripted::platform().reset();
-    auto made = std::make_unique<Quorin>(2, arguments);
+    auto made = std::make_unique<Quorin>(commandLine.count(), commandLine.values());
     scripted::platform().slots.svcRegResult(12, MGMT_SUCCESS, {0x111d, 0x111e, 0x111f, 0x0801});
     return made;
   }();

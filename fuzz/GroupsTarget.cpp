@@ -90,13 +90,11 @@ std::string sent() {
 }
 
 /// `arguments` hold the values that `expected` was made of.
-void check(Texts& arguments, const Expected& expected) {
-  std::vector<char*> argv;
-  for (std::string& argument : arguments) argv.push_back(argument.data());
-  argv.push_back(nullptr);
+void check(const Texts& arguments, const Expected& expected) {
+  scripted::CommandLine commandLine(arguments);
   scripted::Platform& platform = scripted::platform();
   platform.reset();
-  Quorin quorin(static_cast<int>(arguments.size()), argv.data());
+  Quorin quorin(commandLine.count(), commandLine.values());
   expect(quorin.isGood() == expected.good, "a value is refused when its pieces are");
   expect(bool(platform.slots.get) == expected.good, "a refused value ends the start");
   if (!expected.good) return;
@@ -115,7 +113,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count) {
   static std::FILE* const quiet = std::freopen("/dev/null", "w", stdout);
   fuzz::expect(quiet != nullptr, "there is /dev/null");
   const fuzz::Texts values = fuzz::Input(bytes, count).arguments();
-  fuzz::Texts arguments = {"quorin"};
+  fuzz::Texts arguments;
   fuzz::Expected expected;
   for (std::size_t i = 0; i < values.size(); ++i) {
     const std::string& value = values[i];

@@ -15,11 +15,8 @@ using testing::ExitedWithCode;
 class StartUpTest : public scripted::DaemonTest {
  protected:
   static int runWith(std::vector<std::string> arguments = {}) {
-    arguments.insert(arguments.begin(), "quorin");
-    std::vector<char*> argv;
-    for (std::string& argument : arguments) argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    return runQuorin(static_cast<int>(arguments.size()), argv.data());
+    scripted::CommandLine commandLine(std::move(arguments));
+    return runQuorin(commandLine.count(), commandLine.values());
   }
 };
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,12 +20,8 @@ class DaemonTest : public testing::Test {
 
   /// Makes the daemon with a command line.
   void make(std::vector<std::string> arguments = {}) {
-    arguments_ = std::move(arguments);
-    arguments_.insert(arguments_.begin(), "quorin");
-    argv_.clear();
-    for (std::string& argument : arguments_) argv_.push_back(argument.data());
-    argv_.push_back(nullptr);
-    daemon = std::make_unique<Quorin>(static_cast<int>(arguments_.size()), argv_.data());
+    commandLine_.emplace(std::move(arguments));
+    daemon = std::make_unique<Quorin>(commandLine_->count(), commandLine_->values());
     platform().advance(0);  // the simulator thread has come to its first pause
   }
 
@@ -41,8 +38,7 @@ class DaemonTest : public testing::Test {
   std::unique_ptr<Quorin> daemon;
 
  private:
-  std::vector<std::string> arguments_;
-  std::vector<char*> argv_;
+  std::optional<CommandLine> commandLine_;
 };
 
 /// What is written to standard output while it exists.

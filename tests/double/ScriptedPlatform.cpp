@@ -33,6 +33,10 @@ struct ThreadWatch {
 
 }  // namespace
 
+std::string payloadOf(const Zel::Record& record) {
+  return Zel::blockText([&](Zel::SerialStream& stream) { record.serialize(stream, true); }).value();
+}
+
 Platform& platform() {
   static auto& one = *new Platform;
   return one;
@@ -151,6 +155,7 @@ void Platform::threadEnded() {
 
 }  // namespace scripted
 
+using scripted::payloadOf;
 using scripted::platform;
 
 int zelClientBinLogInit(unsigned int client) {
@@ -263,10 +268,6 @@ std::string idText(const Zel::Record& sent) {
   return text;
 }
 
-std::string payloadText(const Zel::Record& sent) {
-  return Zel::blockText([&](Zel::SerialStream& stream) { sent.serialize(stream, true); }).value();
-}
-
 // Real time does not repeat itself: only one that is not of now is told.
 std::string timeText(const Zel::DateTime& time) {
   const Zel::DateTime now = Zel::DateTime::now();
@@ -300,26 +301,26 @@ int KorOamApi::sendSetInd(boost::shared_ptr<Zel::Record>& sent, Zel::ApplyAction
                           Zel::MgmtOpType opType) {
   return record("setInd " + idText(*sent) + " applyAction " + std::to_string(applyAction) +
                     " opType " + std::to_string(opType),
-                payloadText(*sent));
+                payloadOf(*sent));
 }
 
 int KorOamApi::sendEvent(const boost::shared_ptr<Zel::Event>& event) {
   return record("event " + idText(*event) + " severity " + std::to_string(event->severity) +
                     timeText(event->time),
-                payloadText(*event));
+                payloadOf(*event));
 }
 
 int KorOamApi::sendAlarm(const boost::shared_ptr<Zel::Alarm>& alarm) {
   return record(
       "alarm " + idText(*alarm) + (alarm->alarmSet ? " set" : " cleared") + timeText(alarm->time),
-      payloadText(*alarm));
+      payloadOf(*alarm));
 }
 
 int KorOamApi::sendRecordUpdateEvent(const boost::shared_ptr<Zel::RecordUpdateEvent>& event,
                                      Zel::MgmtOpType opType) {
   return record("recordUpdateEvent " + idText(*event) + " opType " + std::to_string(opType) +
                     timeText(event->time),
-                payloadText(*event));
+                payloadOf(*event));
 }
 
 int KorOamApi::sendDeferredSetRspInd(unsigned short transactionId, Zel::MgmtResult result,

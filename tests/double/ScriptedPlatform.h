@@ -8,11 +8,34 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/KorOamApi.h"
 
 namespace scripted {
+
+/// A command line of the daemon, as `main` gets it.
+class CommandLine {
+ public:
+  explicit CommandLine(std::vector<std::string> arguments) : words_(std::move(arguments)) {
+    words_.insert(words_.begin(), "quorin");
+    for (std::string& word : words_) values_.push_back(word.data());
+    values_.push_back(nullptr);
+  }
+  CommandLine(const CommandLine&) = delete;
+  CommandLine& operator=(const CommandLine&) = delete;
+
+  int count() const { return static_cast<int>(words_.size()); }
+  char** values() { return values_.data(); }
+
+ private:
+  std::vector<std::string> words_;
+  std::vector<char*> values_;
+};
+
+/// The payload as hexadecimal text, in network order.
+std::string payloadOf(const Zel::Record& record);
 
 struct LogLine {
   int level;
@@ -23,7 +46,7 @@ struct LogLine {
 struct Sent {
   std::uint64_t at;     ///< virtual seconds since the daemon was made
   std::string what;     ///< the operation, and its arguments short of the block
-  std::string payload;  ///< of the record or notification, in network order, as hexadecimal text
+  std::string payload;  ///< of the record or notification
 
   friend bool operator==(const Sent&, const Sent&) = default;
 };

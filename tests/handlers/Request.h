@@ -6,16 +6,10 @@
 #include <vector>
 
 #include "Daemon.h"
-#include "records/Block.h"
 #include "records/BoundedCopy.h"
 #include "records/Record.h"
 
 namespace scripted {
-
-/// The payload as hexadecimal text, in network order.
-inline std::string payloadOf(const Zel::Record& record) {
-  return Zel::blockText([&](Zel::SerialStream& stream) { record.serialize(stream, true); }).value();
-}
 
 struct Answer {
   int result = 0;
