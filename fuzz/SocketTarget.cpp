@@ -13,8 +13,8 @@
 
 #include "app/Quorin.h"
 #include "bench/LineClient.h"
+#include "bench/PrivateFolder.h"
 #include "fuzz/Input.h"
-#include "fuzz/PrivateFolder.h"
 #include "platform/LogStream.h"
 #include "standin/JsonRpc.h"
 #include "standin/Limits.h"

@@ -1,48 +1,20 @@
 // The soak: exit status 0 when all was right, 1 when something was wrong, 2 for a usage error.
-#include <pwd.h>
-#include <unistd.h>
-
 #include <boost/program_options.hpp>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
-#include <filesystem>
 #include <iostream>
 #include <random>
 
+#include "bench/PrivateFolder.h"
 #include "soak/Soak.h"
 
 namespace po = boost::program_options;
 
 namespace {
 
-/// A folder that the daemon's user may write.
-class PrivateFolder {
- public:
-  PrivateFolder() {
-    if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    const passwd* apps = ::getpwnam("apps");
-    if (apps != nullptr && ::getuid() == 0 &&
-        ::chown(path_.c_str(), apps->pw_uid, apps->pw_gid) != 0) {
-      throw std::runtime_error("the temporary folder stays root's");
-    }
-  }
-  ~PrivateFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  PrivateFolder(const PrivateFolder&) = delete;
-  PrivateFolder& operator=(const PrivateFolder&) = delete;
-
-  std::string file(const char* name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_ = "/tmp/quorin-soak.XXXXXX";
-};
-
 int soakFor(const soak::SoakOptions& options) {
   const PrivateFolder folder;
-  soak::Soak soak(options, folder.file("oam.sock"));
+  soak::Soak soak(options, folder.socketPath());
   try {
     soak.run();
   } catch (const std::exception& wrong) {

@@ -1,20 +1,27 @@
-// A folder of the fuzz program's own, for its socket.
+// A folder of a program's own, for the socket of the daemon that it drives.
 #pragma once
+
+#include <pwd.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
 
-namespace fuzz {
-
-/// Removed with the object, unless a finding has ended the process.
+/// Where root makes it, it belongs to "apps", as which a daemon runs. Removed with the object,
+/// unless the process ends before.
 class PrivateFolder {
  public:
   PrivateFolder() {
-    std::string name = std::filesystem::temp_directory_path() / "quorin-fuzz-XXXXXX";
+    std::string name = std::filesystem::temp_directory_path() / "quorin-XXXXXX";
     if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make " + name);
     path_ = name;
+    const passwd* apps = ::getpwnam("apps");
+    if (apps != nullptr && ::getuid() == 0 &&
+        ::chown(name.c_str(), apps->pw_uid, apps->pw_gid) != 0) {
+      throw std::runtime_error(name + " stays root's");
+    }
   }
   ~PrivateFolder() {
     std::error_code ignored;
@@ -28,5 +35,3 @@ class PrivateFolder {
  private:
   std::filesystem::path path_;
 };
-
-}  // namespace fuzz
