@@ -131,13 +131,13 @@ void Soak::drive(Clock::time_point until) {
     }
     if (isTime(nextStray, 250ms)) doStray();
     Client& client = *clients_[engine_() % clientCount];
-    if (isTime(nextLarge, 2500ms)) send(client, {{{client.requests.largeGet()}}});
+    if (isTime(nextLarge, 2500ms)) send(client, client.requests.largeGet());
     Client& deferring = *clients_[ofAction2];
-    if (isTime(nextDeferring, 2s)) send(deferring, {{{deferring.requests.setAction2()}}});
+    if (isTime(nextDeferring, 2s)) send(deferring, deferring.requests.setAction2());
     poll();
   }
   // Behind it nothing of a client still waits, requests without id included.
-  for (const auto& client : clients_) send(*client, {{{client->requests.initProvComplete()}}});
+  for (const auto& client : clients_) send(*client, client->requests.initProvComplete());
   while (busy()) poll();
 }
 
@@ -168,9 +168,15 @@ void Soak::send(Client& client, std::vector<Line> lines) {
   client.link.send(text);
 }
 
+void Soak::send(Client& client, Request request) {
+  Line line;
+  line.requests.push_back(std::move(request));
+  send(client, std::vector{std::move(line)});
+}
+
 void Soak::exchange(Client& client, Request request) {
   lastReply_ = Clock::now();
-  send(client, {{{std::move(request)}}});
+  send(client, std::move(request));
   while (!client.unanswered.empty()) poll();
 }
 

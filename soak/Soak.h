@@ -57,6 +57,7 @@ class Soak {
   void drive(Clock::time_point until);
   void takeTurn(Client& client);
   void send(Client& client, std::vector<Line> lines);
+  void send(Client& client, Request request);
   void exchange(Client& client, Request request);
   void poll(int milliseconds = 100);
   void receive(Client& client);
