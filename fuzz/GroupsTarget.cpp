@@ -18,17 +18,15 @@ using Texts = std::vector<std::string>;
 struct Number {
   explicit Number(const std::string& piece) {
     std::size_t at = 0;
-    const auto is = [&](const char* any) {
-      return at < piece.size() && std::string(any).find(piece[at]) != std::string::npos;
+    const auto is = [&](const char* any, std::size_t further = 0) {
+      return at + further < piece.size() &&
+             std::string(any).find(piece[at + further]) != std::string::npos;
     };
     constexpr const char* digits = "0123456789abcdefABCDEF";
     while (is(" \t\n\v\f\r")) ++at;
     const bool negative = is("-");
     if (is("+-")) ++at;
-    if (const std::size_t before = at; is("0") && (++at, is("xX")) && (++at, is(digits))) {
-    } else {
-      at = before;
-    }
+    if (is("0") && is("xX", 1) && is(digits, 2)) at += 2;
     unsigned __int128 value = 0;
     const std::size_t firstDigit = at;
     constexpr unsigned __int128 largest = 0xFFFFFFFFFFFFFFFF;
