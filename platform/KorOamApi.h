@@ -11,11 +11,13 @@
 /// - Callbacks run on one thread of the API, one at a time, from the moment `doRegister` has
 ///   accepted them (possibly before it has returned) and never after the main loop of the
 ///   process has returned.
+/// - A record given to a callback is never null; a query key may be. A callback may throw
+///   std::bad_alloc, and nothing else.
 /// - The API copies the functions it is given, and reads the factory maps (records/Factories.h),
 ///   which are complete when `doRegister` is called and do not change afterwards.
 /// - The send operations may be called from any thread, also while a callback runs and from
-///   within one; they do not wait for an answer. They return 0, or a negative number when
-///   nothing was sent.
+///   within one, until the process object is gone; they neither wait for an answer nor throw.
+///   They return 0, or a negative number when nothing was sent.
 class KorOamApi {
  public:
   using GetFunction = boost::function<Zel::MgmtResult(

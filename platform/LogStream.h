@@ -42,7 +42,8 @@ class LogStream {
   LogStream& operator=(const LogStream&) = delete;
 
   /// Hands the finished line to the log. Called once, after the last append, never for a console
-  /// line.
+  /// line. Several threads do so at the same time, each with a stream of its own, also while `exit`
+  /// runs.
   void done();
 
   LogStream& operator<<(const char* string);
