@@ -8,19 +8,21 @@ using namespace Zel;
 using namespace handlers;
 
 void Quorin::initStatsTables() {
-  const auto allocate = [](std::unique_ptr<StatsTable>& table) {
-    if (table) return;
-    table = std::make_unique<StatsTable>();
+  const auto allocate = [] {
+    auto table = std::make_unique<StatsTable>();
     for (auto& row : *table) row = std::make_unique<StatsRow>();
+    return table;
   };
-  allocate(sfnTable);
-  allocate(sfTable);
+  auto sfns = allocate(), sfs = allocate();
   for (std::uint32_t r = 0; r < sfnCount; ++r) {
     for (std::uint32_t c = 0; c < sfCount; ++c) {
-      (*(*sfnTable)[r])[c] = r;
-      (*(*sfTable)[r])[c] = c;
+      (*(*sfns)[r])[c] = r;
+      (*(*sfs)[r])[c] = c;
     }
   }
+  // Both or none: memory may run out on the way, and the next get looks at the first only.
+  sfTable = std::move(sfs);
+  sfnTable = std::move(sfns);
 }
 
 // Fills the positional fields of a row; `sfn` and `sf` lie inside the tables.
