@@ -143,11 +143,11 @@ void Connection::answered(RequestLine& line, std::size_t index, std::string text
   heldBytes_ += element.text.size();
   --line.open;
   --inFlight_;
-  awaitSettling();
+  settleLater();
 }
 
-void Connection::awaitSettling() {
-  if (!std::exchange(unsettled_, true)) server_.awaitsSettling(shared_from_this());
+void Connection::settleLater() {
+  if (!std::exchange(unsettled_, true)) server_.settleLater(shared_from_this());
 }
 
 void Connection::settle() {
@@ -189,7 +189,7 @@ void Connection::notify(const Text& line) {
   guarded([&] {
     outgoing_.push_back({line, 0});
     notificationBytes_ += line->size();
-    awaitSettling();
+    settleLater();
   });
 }
 

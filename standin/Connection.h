@@ -105,7 +105,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void refuseTooLong();
   void accept(const std::shared_ptr<RequestLine>& line);
   void awaitHangUp();
-  void awaitSettling();
+  void settleLater();
   void releaseReplies();
   void send();
   void sent(const boost::system::error_code& error, std::size_t chunks);

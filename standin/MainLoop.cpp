@@ -2,17 +2,13 @@
 
 #include <new>
 #include <utility>
-#include <vector>
 
 #include "standin/StandardError.h"
 
 namespace standin {
 namespace {
 
-std::vector<std::function<void()>>& endActions() {
-  static std::vector<std::function<void()>> actions;
-  return actions;
-}
+std::function<void()> endAction;
 
 }  // namespace
 
@@ -33,14 +29,10 @@ void runMainLoop() {
   }
 }
 
-void atEndOfMainLoop(std::function<void()> action) { endActions().push_back(std::move(action)); }
+void atEndOfMainLoop(std::function<void()> action) { endAction = std::move(action); }
 
-void runEndActions() {
-  while (!endActions().empty()) {
-    const auto action = std::move(endActions().back());
-    endActions().pop_back();
-    action();
-  }
+void endMainLoop() {
+  if (const auto action = std::exchange(endAction, nullptr)) action();
 }
 
 }  // namespace standin

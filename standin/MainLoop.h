@@ -13,11 +13,11 @@ boost::asio::io_context& mainLoop();
 /// Runs the loop until it is stopped. Main thread only.
 void runMainLoop();
 
-/// Registers what the main thread does once the loop has ended, before the main loop of the
-/// process returns. Main thread only.
+/// Says what the main thread does once the loop has ended, before the main loop of the process
+/// returns. Main thread only.
 void atEndOfMainLoop(std::function<void()> action);
 
-/// Runs the registered actions, last first, and forgets them.
-void runEndActions();
+/// Does it, once.
+void endMainLoop();
 
 }  // namespace standin

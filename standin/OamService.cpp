@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <boost/asio/post.hpp>
 #include <new>
 #include <system_error>
 #include <utility>
@@ -105,9 +106,9 @@ void OamService::shutDown() {
   callbacks_.join();
 }
 
-void OamService::afterSending(std::string_view indication) {
+void OamService::noteIndication(std::string_view method) {
   const std::lock_guard lock(registrationMutex_);
-  lastIndication_ = indication;
+  lastIndication_ = method;
 }
 
 void OamService::reportOutcome(unsigned int kind, Zel::MgmtResult result,
@@ -126,31 +127,30 @@ bool OamService::publish(std::string_view method, std::string_view params) {
   return true;
 }
 
-bool OamService::sendSvcRegInd(Zel::OamSvcRegInd::SvcRegType type,
-                               const std::vector<std::uint16_t>& groups) {
-  if (!publish("svcRegInd", groupsText(type, groups))) return false;
-  afterSending("svcRegInd");
+bool OamService::sendGroups(std::string_view method, Zel::OamSvcRegInd::SvcRegType type,
+                            const std::vector<std::uint16_t>& groups, unsigned int outcome) {
+  if (!publish(method, groupsText(type, groups))) return false;
+  noteIndication(method);
   if (environment().automatic && slots_.svcRegResult) {
     callbacks_.postAutomatic(
-        [this, groups] { reportOutcome(svcRegIndOutcome, Zel::MGMT_SUCCESS, groups); });
+        [this, groups, outcome] { reportOutcome(outcome, Zel::MGMT_SUCCESS, groups); });
   }
   return true;
+}
+
+bool OamService::sendSvcRegInd(Zel::OamSvcRegInd::SvcRegType type,
+                               const std::vector<std::uint16_t>& groups) {
+  return sendGroups("svcRegInd", type, groups, svcRegIndOutcome);
 }
 
 bool OamService::sendSvcRegSetUpdateInd(Zel::OamSvcRegInd::SvcRegType type,
                                         const std::vector<std::uint16_t>& values) {
-  if (!publish("svcRegSetUpdateInd", groupsText(type, values))) return false;
-  afterSending("svcRegSetUpdateInd");
-  if (environment().automatic && slots_.svcRegResult) {
-    callbacks_.postAutomatic(
-        [this, values] { reportOutcome(svcRegSetUpdateOutcome, Zel::MGMT_SUCCESS, values); });
-  }
-  return true;
+  return sendGroups("svcRegSetUpdateInd", type, values, svcRegSetUpdateOutcome);
 }
 
 bool OamService::sendSvcRegEndInd() {
   if (!publish("svcRegEndInd", "{}")) return false;
-  afterSending("svcRegEndInd");
+  noteIndication("svcRegEndInd");
   return true;
 }
 
@@ -210,13 +210,12 @@ bool OamService::sendRecordUpdateEvent(const Zel::RecordUpdateEvent& event,
 bool OamService::sendDeferredSetRspInd(std::uint16_t transactionId, Zel::MgmtResult result,
                                        const Zel::ErrorString& errorString,
                                        Zel::ApplyActionType applyAction) {
-  return publish("deferredSetRsp", rpc::ObjectText()
-                                       .add("transactionId", std::int64_t{transactionId})
-                                       .add("result", std::int64_t{result})
-                                       .add("resultText", Zel::mgmtResultText(result))
-                                       .add("errorString", errorString.c_str())
-                                       .add("applyAction", std::int64_t{applyAction})
-                                       .take());
+  return publish(
+      "deferredSetRsp",
+      addResult(rpc::ObjectText().add("transactionId", std::int64_t{transactionId}), result)
+          .add("errorString", errorString.c_str())
+          .add("applyAction", std::int64_t{applyAction})
+          .take());
 }
 
 void OamService::serve(const rpc::Request& request, const Reply& reply) {

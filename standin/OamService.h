@@ -77,7 +77,9 @@ class OamService {
   Work prepareSvcRegResult(Parameters& parameters);
   Work prepareSetIndResult(Parameters& parameters);
 
-  void afterSending(std::string_view indication);
+  bool sendGroups(std::string_view method, Zel::OamSvcRegInd::SvcRegType type,
+                  const std::vector<std::uint16_t>& groups, unsigned int outcome);
+  void noteIndication(std::string_view method);
   void reportOutcome(unsigned int kind, Zel::MgmtResult result,
                      const std::vector<std::uint16_t>& groups);
   boost::shared_ptr<Zel::Record> takeSetInd(std::uint32_t setIndId);

@@ -1,9 +1,7 @@
 // The process framework: command line, signals, main loop, pauses.
 #include "platform/Process.h"
 
-#include <poll.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <boost/asio/signal_set.hpp>
@@ -14,15 +12,14 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <iostream>
 #include <mutex>
-#include <thread>
 #include <utility>
 
 #include "standin/MainLoop.h"
 #include "standin/ServiceManager.h"
 #include "standin/StandardError.h"
+#include "standin/StopWatch.h"
 
 namespace po = boost::program_options;
 
@@ -50,96 +47,51 @@ boost::asio::signal_set& caughtSignals() {
   return signals;
 }
 
-/// Ends a process that does not end by itself: a thread may hang in a write that nobody reads.
-class StopWatch {
- public:
-  /// Without the thread for it, the stop takes as long as it takes.
-  void start() {
-    try {
-      std::thread([this] { watch(); }).detach();
-    } catch (const std::exception&) {
-    }
+// What signals do.
+void deliver(Process& process, int signal) {
+  switch (signal) {
+    case SIGHUP:
+      return process.reload();
+    case SIGUSR1:
+      return process.userDefined();
+    case SIGUSR2:
+      return process.dumpStats();
+    case SIGQUIT:
+      return process.quit();
+    case SIGCHLD:
+      return process.childTerm();
+    default:
+      return process.halt();
   }
-
-  void callOff() {
-    const std::lock_guard lock(mutex_);
-    calledOff_ = true;
-    changed_.notify_all();
-  }
-
- private:
-  static constexpr auto longestStop = std::chrono::seconds(3);
-
-  void watch() {
-    std::unique_lock lock(mutex_);
-    if (changed_.wait_for(lock, longestStop, [&] { return calledOff_; })) return;
-    pollfd standardError{STDERR_FILENO, POLLOUT, 0};
-    if (::poll(&standardError, 1, 0) == 1) {  // nobody may be reading that, either
-      standin::complain("a thread does not end; it is left behind");
-    }
-    std::_Exit(0);
-  }
-
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  bool calledOff_ = false;
-};
-
-// Never destroyed: its thread may outlive everything else.
-StopWatch& stopWatch() {
-  static auto& watch = *new StopWatch;
-  return watch;
 }
 
-void printListing(const char* program, const po::options_description& options,
-                  const po::options_description& frameworkOptions) {
-  std::cout << "Usage: " << program << " [options]\n\n" << options << '\n' << frameworkOptions;
+void awaitSignal(Process& process) {
+  caughtSignals().async_wait([&process](const boost::system::error_code& error, int signal) {
+    if (error) return;
+    awaitSignal(process);
+    deliver(process, signal);
+  });
+}
+
+bool catchSignals(Process& process) {
+  // Writing where nobody reads, or more than a file may hold, is an error of that write alone.
+  for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
+  try {
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGUSR2, SIGQUIT, SIGCHLD}) {
+      caughtSignals().add(signal);
+    }
+  } catch (const boost::system::system_error& error) {
+    standin::complain("cannot set up the main loop: " + error.code().message());
+    return false;
+  }
+  awaitSignal(process);
+  return true;
 }
 
 }  // namespace
 
 struct Process::Implementation {
   po::variables_map variables;
-
-  static bool catchSignals(Process& process) {
-    // Writing where nobody reads, or more than a file may hold, is an error of that write alone.
-    for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
-    try {
-      for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGUSR2, SIGQUIT, SIGCHLD}) {
-        caughtSignals().add(signal);
-      }
-    } catch (const boost::system::system_error& error) {
-      standin::complain("cannot set up the main loop: " + error.code().message());
-      return false;
-    }
-    awaitSignal(process);
-    return true;
-  }
-
-  static void awaitSignal(Process& process) {
-    caughtSignals().async_wait([&process](const boost::system::error_code& error, int signal) {
-      if (error) return;
-      awaitSignal(process);
-      deliver(process, signal);
-    });
-  }
-
-  static void deliver(Process& process, int signal) {
-    switch (signal) {
-      case SIGHUP:
-        return process.reload();
-      case SIGUSR1:
-        return process.userDefined();
-      case SIGUSR2:
-        return process.dumpStats();
-      case SIGQUIT:
-        return process.quit();
-      case SIGCHLD:
-        return process.childTerm();
-      default:
-        return process.halt();
-    }
-  }
 
   bool parse(int argc, char** argv, const po::options_description& options) {
     po::options_description frameworkOptions("Process Options", options.m_default_line_length,
@@ -162,7 +114,7 @@ struct Process::Implementation {
       return false;
     }
     if (variables.count("help") != 0) {
-      printListing("quorin", options, frameworkOptions);
+      std::cout << "Usage: quorin [options]\n\n" << options << '\n' << frameworkOptions;
       std::exit(0);
     }
     if (variables.count("version") != 0) {
@@ -184,11 +136,11 @@ Process::Process(int argc, char** argv, unsigned int, const po::options_descript
   ::umask(S_IRWXG | S_IRWXO);
   // A console line reaches its reader when it is written, not when a buffer is full.
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-  good = implementation_->parse(argc, argv, options) && Implementation::catchSignals(*this);
+  good = implementation_->parse(argc, argv, options) && catchSignals(*this);
 }
 
 Process::~Process() {
-  stopWatch().callOff();
+  standin::StopWatch::instance().callOff();
   if (good) caughtSignals().cancel();
   theProcess = nullptr;
 }
@@ -213,9 +165,9 @@ const po::variables_map& Process::programOptions() const { return implementation
 
 int Process::operator()() {
   standin::runMainLoop();
-  stopWatch().start();
+  standin::StopWatch::instance().start();
   standin::tellStopping();
-  standin::runEndActions();
+  standin::endMainLoop();
   return 0;
 }
 

@@ -1,7 +1,6 @@
 #include "standin/SocketServer.h"
 
 #include <boost/asio/post.hpp>
-#include <boost/asio/write.hpp>
 #include <chrono>
 #include <new>
 #include <utility>
@@ -124,7 +123,7 @@ void SocketServer::distribute(Message& notification) {
   }
 }
 
-void SocketServer::awaitsSettling(std::shared_ptr<Connection> connection) {
+void SocketServer::settleLater(std::shared_ptr<Connection> connection) {
   unsettled_.push_back(std::move(connection));
 }
 

@@ -62,7 +62,7 @@ class SocketServer {
   void cutOff(Connection& connection);
   void countCutOff() { ++counters_.cutOff; }
   void forget(Connection& connection);
-  void awaitsSettling(std::shared_ptr<Connection> connection);
+  void settleLater(std::shared_ptr<Connection> connection);
   void drained() { callbacks_.wake(); }
 
  private:
