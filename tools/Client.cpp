@@ -54,9 +54,12 @@ void Client::lost(const std::string& doing) const {
                                     " s; --timeout allows more"};
   }
   if (doing == "connecting") {
-    throw Failure{exitNoDaemon, "no daemon at " + path_ + ": " + error.message() +
-                                    "; start one with './dev run' or 'quorin', or name its socket "
-                                    "with --socket"};
+    const std::string advice =
+        error == boost::asio::error::access_denied
+            ? "; root and the members of the group \"apps\" may use a daemon's socket"
+            : "; start one with 'systemctl start quorin', 'quorin' or './dev run', or name its "
+              "socket with --socket";
+    throw Failure{exitNoDaemon, "no daemon at " + path_ + ": " + error.message() + advice};
   }
   throw Failure{exitNoDaemon, "the daemon at " + path_ + " closed the connection while " + doing};
 }

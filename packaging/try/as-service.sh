@@ -14,8 +14,9 @@ step "who may use it"
 useradd --groups apps tester
 su tester -s /bin/sh -c 'oamctl status' >/dev/null
 status=0
-su nobody -s /bin/sh -c 'oamctl status' >/dev/null 2>&1 || status=$?
+su nobody -s /bin/sh -c 'oamctl status' >/dev/null 2>/try/refused || status=$?
 is "$status" 3
+grep -q 'members of the group "apps" may' /try/refused || fail "$(cat /try/refused)"
 
 step "what is left to it"
 is "$(sed -n 's/^\(CapBnd\|NoNewPrivs\|Seccomp\):\t//p' "/proc/$(property quorin MainPID)/status" | tr '\n' ' ')" \
