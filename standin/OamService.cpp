@@ -86,8 +86,9 @@ bool OamService::start(const Slots& slots) {
     // Clients are served when the registration is through, so that none meets it half-finished.
     callbacks_.start([this] {
       boost::asio::post(mainLoop(), [this] {
+        if (stopping()) return;
         server_.startAccepting();
-        tellReady(environment().socketPath);
+        tellReady(environment().socketPath.c_str());
       });
     });
   } catch (const std::system_error& error) {

@@ -2,12 +2,10 @@
 // libsystemd nobody is told.
 #pragma once
 
-#include <string>
-
 namespace standin {
 
 /// Requests are served, at the socket `path`. Main thread only.
-void tellReady(const std::string& path);
+void tellReady(const char* path);
 
 /// The process has begun to stop. Main thread only.
 void tellStopping();

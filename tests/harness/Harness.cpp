@@ -182,6 +182,22 @@ std::string Client::notification() {
          json::serialize(message.at("params"));
 }
 
+ServiceManager::ServiceManager(const std::string& path)
+    : socket_(loop_, boost::asio::local::datagram_protocol::endpoint(path)) {
+  const timeval patience{longest.count(), 0};
+  if (::chmod(path.c_str(), 0777) != 0 ||
+      ::setsockopt(socket_.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience) !=
+          0) {
+    throw std::system_error(errno, std::generic_category(), path);
+  }
+}
+
+std::string ServiceManager::receive(int flags) {
+  char text[200];
+  const ssize_t bytes = ::recv(socket_.native_handle(), text, sizeof text, flags);
+  return std::string(text, bytes > 0 ? static_cast<std::size_t>(bytes) : 0);
+}
+
 SystemTest::SystemTest()
     : directory_([] {
         std::string name = testing::TempDir() + "quorinXXXXXX";

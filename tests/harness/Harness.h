@@ -5,9 +5,11 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/types.h>
 
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/local/datagram_protocol.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/json.hpp>
 #include <chrono>
@@ -119,6 +121,23 @@ class Client {
   Protocol::iostream stream_;
   int lastId_ = 1000;
   std::vector<json::object> notifications_;
+};
+
+/// Plays the service manager: what a process tells it comes to the socket at `path`.
+class ServiceManager {
+ public:
+  explicit ServiceManager(const std::string& path);
+
+  /// The oldest message.
+  std::string told() { return receive(0); }
+  /// The same; empty where there is none yet.
+  std::string toldSoFar() { return receive(MSG_DONTWAIT); }
+
+ private:
+  std::string receive(int flags);
+
+  boost::asio::io_context loop_;
+  boost::asio::local::datagram_protocol::socket socket_;
 };
 
 /// Owns a private directory that the daemon may use, and one daemon in it.
