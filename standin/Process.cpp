@@ -109,8 +109,7 @@ struct Process::Implementation {
                 variables);
       po::notify(variables);
     } catch (const po::error& error) {
-      standin::complain(error.what() +
-                        std::string("\nTry 'quorin --help' for the list of options."));
+      standin::complain(error.what() + std::string("; 'quorin --help' lists the options"));
       return false;
     }
     if (variables.count("help") != 0) {

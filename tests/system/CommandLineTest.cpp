@@ -22,7 +22,7 @@ TEST_F(CommandLineTest, BadOptionsAndVariablesEndItWithAReason) {
       {"--no-such", "", "no-such"},
       {"--mgmt-result five", "", "mgmt-result"},
       {"--group 1 --group 2", "", "group"},
-      {"--quiet=1", "", "Try 'quorin --help'"},
+      {"--quiet=1", "", "'quorin --help' lists the options"},
       {"--quiet stray", "", "positional"}};
   for (const auto& [options, out, reason] : cases) expectRefused(options, "", reason, out);
   for (const std::string& variable :

@@ -1,10 +1,7 @@
 // The daemon as a process: its privileges, its claim of the socket's path, and its end.
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <unistd.h>
 
-#include <boost/asio/local/datagram_protocol.hpp>
 #include <csignal>
 #include <fstream>
 
@@ -100,25 +97,13 @@ TEST_F(ProcessTest, TheServiceManagerIsToldWhenRequestsAreServedAndWhenTheyNoLon
 #ifndef QUORIN_HAVE_SYSTEMD
   GTEST_SKIP() << "built without libsystemd";
 #endif
-  using Datagram = boost::asio::local::datagram_protocol;
-  boost::asio::io_context loop;
-  Datagram::socket manager(loop, Datagram::endpoint(path("notify")));
-  ASSERT_EQ(::chmod(path("notify").c_str(), 0777), 0);
-  timeval patience{longest.count(), 0};
-  ASSERT_EQ(
-      ::setsockopt(manager.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience),
-      0);
-  const auto told = [&] {
-    char text[200];
-    const ssize_t bytes = ::recv(manager.native_handle(), text, sizeof text, 0);
-    return std::string(text, bytes > 0 ? static_cast<std::size_t>(bytes) : 0);
-  };
+  ServiceManager manager(path("notify"));
   daemon = launch(QUORIN_PROGRAM " --group 111f", "NOTIFY_SOCKET=" + path("notify"));
-  EXPECT_EQ(told(), "READY=1\nSTATUS=Serving " + socketPath);
+  EXPECT_EQ(manager.told(), "READY=1\nSTATUS=Serving " + socketPath);
   // No waiting: it is registered, and serves.
   EXPECT_EQ(oamctl("clear Test3-Stats4"), (Outcome{0, "Test3-Stats4 (0x111f0008): Success\n", ""}));
   daemon->signal(SIGTERM);
-  EXPECT_EQ(told(), "STOPPING=1\nSTATUS=Stopping");
+  EXPECT_EQ(manager.told(), "STOPPING=1\nSTATUS=Stopping");
   EXPECT_EQ(daemon->wait().status, 0);
 }
 
@@ -128,8 +113,7 @@ TEST_F(ProcessTest, InTheJournalLinesCarryAPriority) {
     return launch("sh -c '" + stream + " exec " QUORIN_PROGRAM " " + options + "'", environment);
   };
   EXPECT_EQ(inJournal("--no-such", "")->wait().err,
-            "<3>quorin: unrecognised option '--no-such'\n"
-            "Try 'quorin --help' for the list of options.\n");
+            "<3>quorin: unrecognised option '--no-such'; 'quorin --help' lists the options\n");
   daemon = inJournal("--group 111f", "ZEL_LOG_LEVEL=6");
   ASSERT_TRUE(eventually([&] { return Client::connectTo(socketPath) != nullptr; }));
   EXPECT_EQ(oamctl("get Test3-Stats3 sfn=5 sf=3").status, 0);
