@@ -54,12 +54,13 @@ void Client::lost(const std::string& doing) const {
                                     " s; --timeout allows more"};
   }
   if (doing == "connecting") {
-    const std::string advice =
-        error == boost::asio::error::access_denied
-            ? "; root and the members of the group \"apps\" may use a daemon's socket"
-            : "; start one with 'systemctl start quorin', 'quorin' or './dev run', or name its "
-              "socket with --socket";
-    throw Failure{exitNoDaemon, "no daemon at " + path_ + ": " + error.message() + advice};
+    if (error == boost::asio::error::access_denied) {
+      throw Failure{exitNoDaemon, "the socket " + path_ + ": " + error.message() +
+                                      "; root and the members of the group \"apps\" may use it"};
+    }
+    throw Failure{exitNoDaemon, "no daemon at " + path_ + ": " + error.message() +
+                                    "; start one with 'systemctl start quorin', 'quorin' or "
+                                    "'./dev run', or name its socket with --socket"};
   }
   throw Failure{exitNoDaemon, "the daemon at " + path_ + " closed the connection while " + doing};
 }
