@@ -24,12 +24,13 @@ is "$(sed -n 's/^\(CapBnd\|NoNewPrivs\|Seccomp\):\t//p' "/proc/$(property quorin
 
 step "options and the journal"
 echo "QUORIN_OPTIONS=\"--group 0x111f --error-string 'two words'\"
-ZEL_LOG_LEVEL=5" >/etc/default/quorin
+ZEL_LOG_LEVEL=6" >/etc/default/quorin
 systemctl restart quorin
 oamctl get Test3-Stats5 | grep -q 'two words' || fail "the options were not read"
+oamctl get Test3-Stats3 sfn=5 sf=3 >/dev/null
 journalctl --sync
-journalctl -u quorin -p 6..6 -o cat | grep -q '] L5: ' || fail "no trace line of priority 6"
-journalctl -u quorin -p 6..6 -o cat | grep -q '<6>' && fail "the priority was not taken off"
+journalctl -u quorin -p 7..7 -o cat >/try/journal
+grep -q '^20.*] L6: ' /try/journal || fail "no line of level 6 has priority 7"
 
 step "a crash"
 before=$(property quorin MainPID)
@@ -56,16 +57,30 @@ after=$(property quorin MainPID)/$(property quorin@1 MainPID)
 oamctl status >/dev/null
 
 step "exposure"
-systemd-analyze security --no-pager quorin.service | tail -n 1
+for unit in quorin quorin@; do
+  systemd-analyze security --offline=true --threshold=19 --no-pager \
+    /lib/systemd/system/$unit.service >/try/exposure || fail "$(cat /try/exposure)"
+  tail -n 1 /try/exposure
+done
 
 step "stop"
 systemctl stop quorin
 is "$(property quorin Result) $(property quorin ExecMainStatus)" 'success 0'
 [ ! -e /run/quorin/oam.sock ] || fail "the socket is still there"
 
-step "remove"
+step "without its folder"
+rm -rf /run/quorin
+systemctl start quorin
+oamctl status >/dev/null
+is "$(stat -c '%a %U %G' /run/quorin)" '750 apps apps'
+
+step "remove, install again, and remove"
+systemctl enable -q quorin@7
 apt remove quorin
 is "$(systemctl list-units --plain --no-legend 'quorin*')" ''
+apt install /try/quorin_*.deb
+is "$(systemctl is-enabled quorin) $(systemctl is-active quorin)" 'enabled active'
+apt remove quorin
 
 step "purge"
 rm /etc/default/quorin-7

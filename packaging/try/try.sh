@@ -4,7 +4,9 @@
 set -euo pipefail
 packages=$(realpath "$1")
 here=$(realpath "$(dirname "${BASH_SOURCE[0]}")")
-base=$packages/../tree-base
+# shellcheck source=/dev/null
+release=$(. /etc/os-release; echo "$VERSION_CODENAME")
+base=$packages/../tree-$release
 tree=$packages/../tree
 
 say() { printf '\033[1m%s\033[0m\n' "== $*" >&2; }
@@ -18,11 +20,9 @@ in_tree() {
 
 fresh_tree() {
   if [ ! -e "$base/complete" ]; then
-    # shellcheck source=/dev/null
-    . /etc/os-release
-    say "making a Debian tree ($VERSION_CODENAME)"
+    say "making a Debian tree ($release)"
     rm -rf "$base"
-    debootstrap --variant=minbase "$VERSION_CODENAME" "$base" >"$packages/../debootstrap.log" ||
+    debootstrap --variant=minbase "$release" "$base" >"$packages/../debootstrap.log" ||
       die "debootstrap failed; see build-package/debootstrap.log"
     touch "$base/complete"
   fi
@@ -59,6 +59,7 @@ SuccessAction=exit
 FailureAction=exit
 [Service]
 Type=oneshot
+TimeoutStartSec=300
 ExecStart=/try/as-service.sh
 StandardOutput=append:/try/service.log
 StandardError=inherit
