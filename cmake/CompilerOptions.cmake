@@ -1,7 +1,5 @@
 # What every target is compiled with: the interface library `quorin_options`.
 
-include(CheckCXXCompilerFlag)
-
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -32,13 +30,11 @@ if(QUORIN_SANITIZERS)
 else()
   target_compile_options(quorin_options INTERFACE -fstack-protector-strong -fstack-clash-protection)
   # Each kind of processor has its own way to keep jumps to their targets.
-  foreach(option fcf-protection mbranch-protection=standard)
-    string(MAKE_C_IDENTIFIER "QUORIN_HAVE_${option}" have)
-    check_cxx_compiler_flag("-${option}" ${have})
-    if(${have})
-      target_compile_options(quorin_options INTERFACE "-${option}")
-    endif()
-  endforeach()
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i[3-6]86)$")
+    target_compile_options(quorin_options INTERFACE -fcf-protection)
+  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+    target_compile_options(quorin_options INTERFACE -mbranch-protection=standard)
+  endif()
   target_compile_definitions(quorin_options INTERFACE
     $<$<CONFIG:Release,RelWithDebInfo>:_FORTIFY_SOURCE=2> _GLIBCXX_ASSERTIONS)
   target_link_options(quorin_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
