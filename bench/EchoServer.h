@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "bench/LineClient.h"
+#include "tests/harness/LineClient.h"
 
 class EchoServer {
  public:

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "bench/LineClient.h"
+#include "tests/harness/LineClient.h"
 
 namespace load {
 

@@ -1,11 +1,11 @@
-#include "soak/Notifications.h"
+#include "tests/soak/Notifications.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <iterator>
 
-#include "soak/Expected.h"
+#include "tests/soak/Expected.h"
 
 namespace soak {
 namespace {

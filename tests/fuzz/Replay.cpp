@@ -5,7 +5,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "fuzz/Input.h"
+#include "tests/fuzz/Input.h"
 
 namespace {
 

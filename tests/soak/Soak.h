@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "bench/LineClient.h"
-#include "soak/LastSet.h"
-#include "soak/Notifications.h"
-#include "soak/Requests.h"
-#include "soak/TestedDaemon.h"
+#include "tests/harness/LineClient.h"
+#include "tests/soak/LastSet.h"
+#include "tests/soak/Notifications.h"
+#include "tests/soak/Requests.h"
+#include "tests/soak/TestedDaemon.h"
 
 namespace soak {
 

@@ -1,7 +1,7 @@
 // Blocks of events, alarms and record-update events, and their printing.
 //
 // Input: class, two bytes of setting, block.
-#include "fuzz/PlainBlocks.h"
+#include "tests/fuzz/PlainBlocks.h"
 
 namespace fuzz {
 namespace {

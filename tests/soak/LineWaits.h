@@ -5,7 +5,7 @@
 #include <chrono>
 #include <string>
 
-#include "bench/LineClient.h"
+#include "tests/harness/LineClient.h"
 
 namespace soak {
 

@@ -1,9 +1,9 @@
-#include "soak/Requests.h"
+#include "tests/soak/Requests.h"
 
 #include <iterator>
 #include <utility>
 
-#include "soak/Tables.h"
+#include "tests/soak/Tables.h"
 
 namespace soak {
 namespace {

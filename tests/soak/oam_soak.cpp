@@ -5,8 +5,8 @@
 #include <iostream>
 #include <random>
 
-#include "bench/PrivateFolder.h"
-#include "soak/Soak.h"
+#include "tests/harness/PrivateFolder.h"
+#include "tests/soak/Soak.h"
 
 namespace po = boost::program_options;
 

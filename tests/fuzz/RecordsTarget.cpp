@@ -1,7 +1,7 @@
 // Record blocks of every class of the catalogue.
 //
 // Input: class, two bytes of setting, block.
-#include "fuzz/PlainBlocks.h"
+#include "tests/fuzz/PlainBlocks.h"
 
 namespace fuzz {
 namespace {

@@ -12,12 +12,12 @@
 #include <thread>
 
 #include "app/Quorin.h"
-#include "bench/LineClient.h"
-#include "bench/PrivateFolder.h"
-#include "fuzz/Input.h"
 #include "platform/LogStream.h"
 #include "standin/JsonRpc.h"
 #include "standin/Limits.h"
+#include "tests/fuzz/Input.h"
+#include "tests/harness/LineClient.h"
+#include "tests/harness/PrivateFolder.h"
 
 namespace json = boost::json;
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "soak/Expected.h"
+#include "tests/soak/Expected.h"
 
 namespace soak {
 

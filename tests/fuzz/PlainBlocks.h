@@ -18,9 +18,9 @@
 #include <iterator>
 
 #include "catalogue/Catalogue.h"
-#include "fuzz/Input.h"
 #include "records/Block.h"
 #include "records/Fields.h"
+#include "tests/fuzz/Input.h"
 #include "tools/LogCapture.h"
 
 namespace fuzz {

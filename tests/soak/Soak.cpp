@@ -1,4 +1,4 @@
-#include "soak/Soak.h"
+#include "tests/soak/Soak.h"
 
 #include <poll.h>
 
@@ -8,7 +8,7 @@
 #include <thread>
 #include <utility>
 
-#include "soak/LineWaits.h"
+#include "tests/soak/LineWaits.h"
 
 using namespace std::chrono_literals;
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/Input.h"
+#include "tests/fuzz/Input.h"
 
 namespace json = boost::json;
 

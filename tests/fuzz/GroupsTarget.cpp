@@ -5,8 +5,8 @@
 
 #include "ScriptedPlatform.h"
 #include "app/Quorin.h"
-#include "fuzz/Input.h"
 #include "records/Hex.h"
+#include "tests/fuzz/Input.h"
 
 namespace fuzz {
 namespace {

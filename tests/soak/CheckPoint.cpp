@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <thread>
 
-#include "soak/LineWaits.h"
-#include "soak/Soak.h"
+#include "tests/soak/LineWaits.h"
+#include "tests/soak/Soak.h"
 
 namespace json = boost::json;
 using namespace std::chrono_literals;

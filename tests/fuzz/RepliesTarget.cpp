@@ -12,8 +12,8 @@
 #include <sstream>
 #include <thread>
 
-#include "bench/PrivateFolder.h"
-#include "fuzz/Input.h"
+#include "tests/fuzz/Input.h"
+#include "tests/harness/PrivateFolder.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
 

@@ -1,4 +1,4 @@
-#include "soak/TestedDaemon.h"
+#include "tests/soak/TestedDaemon.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -15,7 +15,7 @@
 #include <system_error>
 #include <thread>
 
-#include "soak/Expected.h"
+#include "tests/soak/Expected.h"
 
 namespace soak {
 namespace {

@@ -1,4 +1,4 @@
-#include "soak/Expected.h"
+#include "tests/soak/Expected.h"
 
 #include <algorithm>
 

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "soak/Expected.h"
+#include "tests/soak/Expected.h"
 
 namespace soak {
 

@@ -1,6 +1,6 @@
-#include "soak/LineWaits.h"
+#include "tests/soak/LineWaits.h"
 
-#include "soak/Expected.h"
+#include "tests/soak/Expected.h"
 
 namespace soak {
 

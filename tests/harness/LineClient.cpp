@@ -1,4 +1,4 @@
-#include "bench/LineClient.h"
+#include "tests/harness/LineClient.h"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cctype>
 
-#include "fuzz/Input.h"
 #include "records/Hex.h"
+#include "tests/fuzz/Input.h"
 #include "tools/Arguments.h"
 #include "tools/ExitStatus.h"
 

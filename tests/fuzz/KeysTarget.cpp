@@ -1,7 +1,7 @@
 // Key blocks of every record that has keys, with and without wildcard markers.
 //
 // Input: class, two bytes of setting, block.
-#include "fuzz/PlainBlocks.h"
+#include "tests/fuzz/PlainBlocks.h"
 
 namespace fuzz {
 namespace {
