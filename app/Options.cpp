@@ -1,6 +1,10 @@
 // The option table, and reading the options back into the members.
-#include <boost/program_options/value_semantic.hpp>
+#include "app/Options.h"
 
+#include <boost/program_options/value_semantic.hpp>
+#include <cstdio>
+
+#include "app/GroupOptions.h"
 #include "app/Quorin.h"
 #include "records/BoundedCopy.h"
 
@@ -10,7 +14,7 @@ po::options_description optionsDescription("Quorin Options",
                                            po::options_description::m_default_line_length,
                                            po::options_description::m_default_line_length / 2);
 
-const po::options_description& Quorin::describeOptions() {
+const po::options_description& describeOptions() {
   if (!optionsDescription.options().empty()) return optionsDescription;
   // clang-format off
   optionsDescription.add_options()
@@ -45,11 +49,17 @@ const po::options_description& Quorin::describeOptions() {
 bool Quorin::readOptions() {
   const po::variables_map& options = programOptions();
   const auto given = [&](const char* name) { return options.count(name) != 0; };
+  const auto accepted = [](const char* refusal) {
+    if (refusal != nullptr) std::fputs(refusal, stdout);
+    return refusal == nullptr;
+  };
 
-  if (given("group") && !readGroups(options["group"].as<std::string>())) return false;
+  if (given("group") && !accepted(readGroups(options["group"].as<std::string>(), groupList))) {
+    return false;
+  }
   if (given("set-update")) {
     for (const std::string& text : options["set-update"].as<std::vector<std::string>>()) {
-      if (!readSetUpdate(text)) return false;
+      if (!accepted(readSetUpdate(text, setUpdateList, setUpdateType))) return false;
     }
   }
   if (given("mgmt-result")) {

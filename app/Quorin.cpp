@@ -1,7 +1,8 @@
 #include "app/Quorin.h"
 
-#include <boost/bind/bind.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
+
+#include "app/Options.h"
 
 namespace {
 
@@ -12,11 +13,10 @@ constexpr unsigned int processFlags = 33;
 
 Quorin::Quorin(int argc, char** argv)
     : Zel::Process(argc, argv, processFlags, describeOptions()),
-      simulatorThread(boost::bind(&Quorin::serverSendEvents, this)),
+      simulatorThread(&Quorin::serverSendEvents, this),
       test3Action2Ptr(boost::make_shared<Zel::RecordTest3Action2>()) {
-  if (isGood() && readOptions()) registerWithApi();
-  startUp.store(isGood() ? StartUp::finished : StartUp::failed, std::memory_order_release);
-  startUp.notify_all();
+  if (isGood() && !(readOptions() && registerWithApi())) good = false;
+  startUp.finish(isGood());
 }
 
 Quorin::~Quorin() {

@@ -1,5 +1,5 @@
 // Registration with the OAM client API: creators first, then the callbacks.
-#include <boost/bind/bind.hpp>
+#include <functional>
 
 #include "app/Quorin.h"
 #include "catalogue/Catalogue.h"
@@ -35,9 +35,7 @@ bool registerRecord() {
   return true;
 }
 
-}  // namespace
-
-bool Quorin::registerCreators() {
+bool registerCreators() {
   using namespace Zel::catalogue;
   return every(Records{}, []<class R>() { return registerRecord<R>(); }) &&
          every(Events{}, []<class R>() { return registerClass<Zel::EventFactory, R>(); }) &&
@@ -45,15 +43,16 @@ bool Quorin::registerCreators() {
                []<class R>() { return registerClass<Zel::RecordUpdateEventFactory, R>(); });
 }
 
-bool Quorin::registerWithApi() {
-  using namespace boost::placeholders;
+}  // namespace
 
+bool Quorin::registerWithApi() {
   if (!KorOamApi::instance().good) {
     Zel::logLine(ZEL_LOG_ERROR, "KorOamApi is not good");
-    return good = false;
+    return false;
   }
-  if (!registerCreators()) return good = false;
+  if (!registerCreators()) return false;
 
+  const auto bound = [this](auto callback) { return std::bind_front(callback, this); };
   KorOamApi::GetFunction get;
   KorOamApi::SetFunction set;
   KorOamApi::NotifyFunction notify;
@@ -63,27 +62,22 @@ bool Quorin::registerWithApi() {
   KorOamApi::InitProvCompleteFunction initProvCompleted;
   KorOamApi::SetIndResultFunction setIndResult;
   KorOamApi::GetKeysFunction getKeys;
-  if (!noGet) get = boost::bind(&Quorin::getCallback, this, _1, _2, _3, _4, _5, _6);
-  if (!noSet) set = boost::bind(&Quorin::setCallback, this, _1, _2, _3, _4, _5, _6);
+  if (!noGet) get = bound(&Quorin::getCallback);
+  if (!noSet) set = bound(&Quorin::setCallback);
   if (!noNotify) {
-    notify = boost::bind(&Quorin::notifyCallback, this, _1, _2, _3, _4);
-    svcRegInd = boost::bind(&Quorin::svcRegIndCallback, this);
-    svcRegResult = boost::bind(&Quorin::svcRegResultCallback, this, _1, _2, _3);
-    setIndResult = boost::bind(&Quorin::notifySetIndCallback, this, _1, _2);
+    notify = bound(&Quorin::notifyCallback);
+    svcRegInd = bound(&Quorin::svcRegIndCallback);
+    svcRegResult = bound(&Quorin::svcRegResultCallback);
+    setIndResult = bound(&Quorin::notifySetIndCallback);
   }
-  if (!noClear) clear = boost::bind(&Quorin::clearCallback, this, _1, _2);
-  if (!noInitProv) initProvCompleted = boost::bind(&Quorin::initProvCompleteCallback, this);
-  if (!noGetKeys) {
-    getKeys = boost::bind(&Quorin::getKeysCallback, this, _1, _2, _3, _4, _5, _6, _7, _8);
-  }
+  if (!noClear) clear = bound(&Quorin::clearCallback);
+  if (!noInitProv) initProvCompleted = bound(&Quorin::initProvCompleteCallback);
+  if (!noGetKeys) getKeys = bound(&Quorin::getKeysCallback);
   const int result = KorOamApi::instance().doRegister(
       get, KorOamApi::GetBySessionFunction(), set, KorOamApi::SetBySessionFunction(), notify,
       KorOamApi::NotifyBySessionFunction(), clear, KorOamApi::ClearBySessionFunction(), svcRegInd,
       svcRegResult, initProvCompleted, setIndResult, getKeys, KorOamApi::GetKeysBySessionFunction(),
       registerOption);
-  if (result < 0) {
-    Zel::logLine(ZEL_LOG_ERROR, "Error from doRegister");
-    return good = false;
-  }
-  return true;
+  if (result < 0) Zel::logLine(ZEL_LOG_ERROR, "Error from doRegister");
+  return result >= 0;
 }

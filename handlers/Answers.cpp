@@ -32,13 +32,12 @@ bool Quorin::groupRegistered(unsigned int recordId) const {
   return groupIds.count(static_cast<std::uint16_t>(recordId >> 16)) != 0;
 }
 
-void Quorin::answerErrorString(Zel::ErrorString& errorString) const {
+Zel::MgmtResult Quorin::answer(Zel::ErrorString& errorString) const {
   Zel::fillText(errorString.data(), errorStringText, Zel::ErrorString::size());
-}
-
-void Quorin::sleepBeforeAnswer() const {
-  if (sleepTime == 0) return;
-  if (!quiet) Zel::consoleLine("Sleeping for ", sleepTime, "seconds...");
-  Zel::sleepSeconds(sleepTime);
-  if (!quiet) Zel::consoleLine("done");
+  if (sleepTime != 0) {
+    if (!quiet) Zel::consoleLine("Sleeping for ", sleepTime, "seconds...");
+    Zel::sleepSeconds(sleepTime);
+    if (!quiet) Zel::consoleLine("done");
+  }
+  return mgmtResult;
 }

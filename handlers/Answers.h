@@ -1,5 +1,4 @@
-// How requests are refused. What else the answers of all handlers share are members of the daemon.
-// Callback thread only.
+// How requests are refused; how all others are answered is `Quorin::answer`. Callback thread only.
 #pragma once
 
 #include "platform/OamTypes.h"

@@ -8,16 +8,13 @@
 using namespace Zel;
 using namespace handlers;
 
-MgmtResult Quorin::clearCallback(unsigned int recordId, SafeStringT<256, false>& errorString) {
+MgmtResult Quorin::clearCallback(unsigned int recordId, ErrorString& errorString) {
   writeRecordLine("clear ", recordId);
   logLine(ZEL_LOG_TRACE, "Quorin::clearCallback", " recordId=", LogStream::Hex32{recordId});
   if (!quiet) consoleLine("clear ", LogStream::Hex32{recordId});
   if (!groupRegistered(recordId)) return refuseGroup(recordId, errorString);
-  // Unlike in the other handlers, the error string comes before the work.
-  answerErrorString(errorString);
   if (recordId == RECORD_TEST2STATS1_ID) test2Stats1Counter = 0;
-  sleepBeforeAnswer();
-  return mgmtResult;
+  return answer(errorString);
 }
 
 void Quorin::initProvCompleteCallback() {

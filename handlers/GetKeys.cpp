@@ -97,14 +97,12 @@ bool answerKeys(unsigned int recordId, const KeyRequest& request) {
 MgmtResult Quorin::getKeysCallback(unsigned int recordId, unsigned short batchSize,
                                    bool firstRequest, const RecordKeysWrapper& queryKeys,
                                    const RecordKeysWrapper& lastSentKeys, RecordKeysList& keys,
-                                   SafeStringT<256, false>& errorString, bool& lastBatch) {
+                                   ErrorString& errorString, bool& lastBatch) {
   logLine(ZEL_LOG_TRACE, "Quorin::getKeysCallback", " recordId=", LogStream::Hex32{recordId},
           " batchSize=", batchSize, " firstRequest=", firstRequest);
   if (!quiet) consoleLine("get keys ", LogStream::Hex32{recordId});
   if (!groupRegistered(recordId)) return refuseGroup(recordId, errorString);
   const KeyRequest request{batchSize, firstRequest, queryKeys, lastSentKeys, keys, lastBatch};
   if (!answerKeys(recordId, request)) return refuseQueryKey(recordId, errorString);
-  answerErrorString(errorString);
-  sleepBeforeAnswer();
-  return mgmtResult;
+  return answer(errorString);
 }

@@ -3,20 +3,22 @@
 
 #include <boost/smart_ptr/make_shared.hpp>
 #include <cstddef>
+#include <initializer_list>
 #include <utility>
 
 #include "platform/OamTypes.h"
-#include "records/Record.h"
+#include "records/ValuesOf.h"
 
 namespace handlers {
 
-/// Appends a new record of class `R` and returns it.
+/// Appends a new record of class `R` for each row of values.
 template <class R>
-R& appendNew(Zel::RecordList& records) {
-  auto record = boost::make_shared<R>();
-  R& row = *record;
-  records.push_back(std::move(record));
-  return row;
+void appendRows(Zel::RecordList& records, std::initializer_list<Zel::ValuesOf<R>> rows) {
+  for (const Zel::ValuesOf<R>& values : rows) {
+    auto record = boost::make_shared<R>();
+    values.storeIn(*record);
+    records.push_back(std::move(record));
+  }
 }
 
 /// Appends `count` new records of class `R`, which share one piece of memory, and returns the

@@ -14,6 +14,8 @@ using namespace handlers;
 
 namespace {
 
+using Test1Prov3Rows = std::map<std::uint16_t, boost::shared_ptr<RecordTest1Prov3>>;
+
 void traceApplyAction(ApplyActionType applyAction) {
   logLine(ZEL_LOG_TRACE, "Reset applyAction to ", applyActionText(applyAction));
 }
@@ -40,11 +42,54 @@ void updateRow(RecordTest1Prov3& row, const RecordTest1Prov3& request,
   }
 }
 
+void setTest1Prov1(const Record& record, bool quiet, ApplyActionType& applyAction) {
+  const auto* request = printRecordOf<RecordTest1Prov1>(record, quiet);
+  if (request == nullptr) return;
+  logLine(ZEL_LOG_TRACE, "Set RECORD_TEST1PROV1_ID testField2 = ", request->testField2);
+  applyAction = APPLY_NO_ACTION_REQUIRED;
+  traceApplyAction(applyAction);
+}
+
+void setTest1Prov3(Test1Prov3Rows& rows, const Record& record, MgmtOpType opType, bool quiet,
+                   ApplyActionType& applyAction) {
+  const auto* request = printRecordOf<RecordTest1Prov3>(record, quiet);
+  if (request == nullptr) {
+    logLine(ZEL_LOG_ERROR, "test1Prov3Ptr is NULL");
+    return;
+  }
+  const std::uint16_t key = request->testField1;
+  const auto row = rows.find(key);
+  if (opType == MGMT_OPTYPE_INSERT) {
+    auto stored = boost::make_shared<RecordTest1Prov3>(*request);
+    stored->valid = true;
+    rows[key] = std::move(stored);
+    applyAction = APPLY_REBOOT_REQUIRED;
+  } else if (opType == MGMT_OPTYPE_UPDATE) {
+    applyAction = APPLY_NO_ACTION_REQUIRED;
+    if (row == rows.end()) return logMissingRow(key);
+    updateRow(*row->second, *request, applyAction);
+  } else if (opType == MGMT_OPTYPE_DELETE) {
+    applyAction = APPLY_NO_ACTION_REQUIRED;
+    if (row == rows.end()) return logMissingRow(key);
+    rows.erase(row);
+    applyAction = APPLY_REBOOT_REQUIRED;
+  }
+}
+
+void setTest3Prov1(const Record& record, bool quiet) {
+  const auto* request = printRecordOf<RecordTest3Prov1>(record, quiet);
+  if (request == nullptr) return;
+  char testField4[sizeof request->testField4];
+  fillText(testField4, request->testField4);
+  logLine(ZEL_LOG_DETAIL, "Set RECORD_TEST3PROV1_ID testField1 = ", request->testField1,
+          " testField4 = ", testField4);
+}
+
 }  // namespace
 
 MgmtResult Quorin::setCallback(const boost::shared_ptr<Record>& record, MgmtOpType opType,
                                bool regDownloadFlag, ApplyActionType& applyAction,
-                               SafeStringT<256, false>& errorString, unsigned short transactionId) {
+                               ErrorString& errorString, unsigned short transactionId) {
   writeChangeLine(std::string("set ") + mgmtOpTypeText(opType) + " " + hexText(record->id) +
                   " transaction id " + std::to_string(transactionId) +
                   changeText(regDownloadFlag, applyAction) + " errorString=" + errorString.c_str());
@@ -54,94 +99,41 @@ MgmtResult Quorin::setCallback(const boost::shared_ptr<Record>& record, MgmtOpTy
   mgmtResult = MGMT_SUCCESS;
   if (!groupRegistered(record->id)) return refuseGroup(record->id, errorString);
   applySet(*record, opType, applyAction, transactionId);
-  answerErrorString(errorString);
-  sleepBeforeAnswer();
-  return mgmtResult;
+  return answer(errorString);
 }
 
 void Quorin::applySet(const Record& record, MgmtOpType opType, ApplyActionType& applyAction,
                       std::uint16_t transactionId) {
   switch (record.id) {
     case RECORD_TEST1PROV1_ID:
-      setTest1Prov1(record, applyAction);
+      setTest1Prov1(record, quiet, applyAction);
       break;
     case RECORD_TEST1PROV3_ID:
-      setTest1Prov3(record, opType, applyAction);
+      setTest1Prov3(test1Prov3Map, record, opType, quiet, applyAction);
       break;
     case RECORD_TEST3PROV1_ID:
-      setTest3Prov1(record);
+      setTest3Prov1(record, quiet);
       break;
     case RECORD_TEST3ACTION1_ID:
-      setTest3Action1(record, applyAction);
+      if (const auto* request = dynamic_cast<const RecordTest3Action1*>(&record)) {
+        logLine(ZEL_LOG_TRACE, "Set RECORD_TEST3ACTION1_ID testRun = ", request->testRun);
+        test3Action1.testRun = request->testRun;
+        applyAction = initProvComplete ? APPLY_REBOOT_POSSIBLE : APPLY_NO_ACTION_REQUIRED;
+        traceApplyAction(applyAction);
+      }
       break;
     case RECORD_TEST3ACTION2_ID:
-      setTest3Action2(record, applyAction, transactionId);
+      if (const auto* request = dynamic_cast<const RecordTest3Action2*>(&record)) {
+        test3Action2Ptr->testRun = request->testRun;
+        logLine(ZEL_LOG_TRACE, "Sending deferred set response for Test3Action2 later... ");
+        applyAction = APPLY_NO_ACTION_REQUIRED;
+        mgmtResult = MGMT_RESPONSE_DEFERRED;
+        deferredSetRsp.owe(transactionId, request->testRun);
+      }
       break;
     default:
       printOneOf<RecordTest2Prov1, RecordTest3Prov2, RecordTest3Prov3, RecordTest3Prov4>(record,
                                                                                          quiet);
       break;
   }
-}
-
-void Quorin::setTest1Prov1(const Record& record, ApplyActionType& applyAction) const {
-  const auto* request = printRecordOf<RecordTest1Prov1>(record, quiet);
-  if (request == nullptr) return;
-  logLine(ZEL_LOG_TRACE, "Set RECORD_TEST1PROV1_ID testField2 = ", request->testField2);
-  applyAction = APPLY_NO_ACTION_REQUIRED;
-  traceApplyAction(applyAction);
-}
-
-void Quorin::setTest1Prov3(const Record& record, MgmtOpType opType, ApplyActionType& applyAction) {
-  const auto* request = printRecordOf<RecordTest1Prov3>(record, quiet);
-  if (request == nullptr) {
-    logLine(ZEL_LOG_ERROR, "test1Prov3Ptr is NULL");
-    return;
-  }
-  const std::uint16_t key = request->testField1;
-  const auto row = test1Prov3Map.find(key);
-  if (opType == MGMT_OPTYPE_INSERT) {
-    auto stored = boost::make_shared<RecordTest1Prov3>(*request);
-    stored->valid = true;
-    test1Prov3Map[key] = std::move(stored);
-    applyAction = APPLY_REBOOT_REQUIRED;
-  } else if (opType == MGMT_OPTYPE_UPDATE) {
-    applyAction = APPLY_NO_ACTION_REQUIRED;
-    if (row == test1Prov3Map.end()) return logMissingRow(key);
-    updateRow(*row->second, *request, applyAction);
-  } else if (opType == MGMT_OPTYPE_DELETE) {
-    applyAction = APPLY_NO_ACTION_REQUIRED;
-    if (row == test1Prov3Map.end()) return logMissingRow(key);
-    test1Prov3Map.erase(row);
-    applyAction = APPLY_REBOOT_REQUIRED;
-  }
-}
-
-void Quorin::setTest3Prov1(const Record& record) const {
-  const auto* request = printRecordOf<RecordTest3Prov1>(record, quiet);
-  if (request == nullptr) return;
-  char testField4[sizeof request->testField4];
-  fillText(testField4, request->testField4);
-  logLine(ZEL_LOG_DETAIL, "Set RECORD_TEST3PROV1_ID testField1 = ", request->testField1,
-          " testField4 = ", testField4);
-}
-
-void Quorin::setTest3Action1(const Record& record, ApplyActionType& applyAction) {
-  const auto* request = dynamic_cast<const RecordTest3Action1*>(&record);
-  if (request == nullptr) return;
-  logLine(ZEL_LOG_TRACE, "Set RECORD_TEST3ACTION1_ID testRun = ", request->testRun);
-  test3Action1.testRun = request->testRun;
-  applyAction = initProvComplete ? APPLY_REBOOT_POSSIBLE : APPLY_NO_ACTION_REQUIRED;
-  traceApplyAction(applyAction);
-}
-
-void Quorin::setTest3Action2(const Record& record, ApplyActionType& applyAction,
-                             std::uint16_t transactionId) {
-  const auto* request = dynamic_cast<const RecordTest3Action2*>(&record);
-  if (request == nullptr) return;
-  test3Action2Ptr->testRun = request->testRun;
-  logLine(ZEL_LOG_TRACE, "Sending deferred set response for Test3Action2 later... ");
-  applyAction = APPLY_NO_ACTION_REQUIRED;
-  mgmtResult = MGMT_RESPONSE_DEFERRED;
-  deferredSetRsp.store({true, request->testRun, transactionId}, std::memory_order_release);
 }

@@ -5,11 +5,14 @@
 #include "app/Quorin.h"
 #include "catalogue/Notifications.h"
 #include "catalogue/ProvisioningRecords.h"
+#include "handlers/SimulatorCounters.h"
 #include "platform/KorOamApi.h"
 #include "records/BoundedCopy.h"
 #include "records/LogLine.h"
+#include "records/ValuesOf.h"
 
 using namespace Zel;
+using handlers::SimulatorCounters;
 
 namespace {
 
@@ -27,25 +30,24 @@ constexpr std::uint32_t simulateRecordUpdates = 8;
 constexpr std::uint32_t simulateAnything =
     simulateEvents | simulateAlarms | simulateSetInds | simulateRecordUpdates;
 
-constexpr std::int32_t skippedMultiple = 7;
+constexpr auto TEST_OFF = RecordTest3Prov3::TEST_OFF;
 
-/// One set indication of the one-shot sequence: a Test3-Prov3 record, switched off.
-struct SequenceStep {
+/// The set indications of the one-shot sequence.
+constexpr struct {
   MgmtOpType opType;
-  std::int16_t testKey1;
-  std::uint16_t testKey2;
-  std::uint16_t testField2;
-  std::uint16_t testField3;
-  std::uint8_t testField4;
-};
-
-constexpr SequenceStep setIndSequence[] = {
-    {MGMT_OPTYPE_SET, 1, 3, 55, 77, 3},    {MGMT_OPTYPE_SET, 1, 3, 55, 88, 1},
-    {MGMT_OPTYPE_DELETE, 1, 3, 55, 88, 2}, {MGMT_OPTYPE_INSERT, 1, 3, 55, 77, 4},
-    {MGMT_OPTYPE_INSERT, 1, 3, 55, 88, 5}, {MGMT_OPTYPE_UPDATE, 1, 3, 55, 88, 5},
-    {MGMT_OPTYPE_DELETE, 1, 3, 55, 88, 5}, {MGMT_OPTYPE_SET, 2, 4, 6, 8, 10},
-    {MGMT_OPTYPE_INSERT, 2, 4, 6, 8, 2},   {MGMT_OPTYPE_UPDATE, 2, 4, 66, 88, 2},
-    {MGMT_OPTYPE_DELETE, 2, 4, 66, 88, 4},
+  ValuesOf<RecordTest3Prov3> values;
+} setIndSequence[] = {
+    {MGMT_OPTYPE_SET, {1, 3, TEST_OFF, 55, 77, 3}},
+    {MGMT_OPTYPE_SET, {1, 3, TEST_OFF, 55, 88, 1}},
+    {MGMT_OPTYPE_DELETE, {1, 3, TEST_OFF, 55, 88, 2}},
+    {MGMT_OPTYPE_INSERT, {1, 3, TEST_OFF, 55, 77, 4}},
+    {MGMT_OPTYPE_INSERT, {1, 3, TEST_OFF, 55, 88, 5}},
+    {MGMT_OPTYPE_UPDATE, {1, 3, TEST_OFF, 55, 88, 5}},
+    {MGMT_OPTYPE_DELETE, {1, 3, TEST_OFF, 55, 88, 5}},
+    {MGMT_OPTYPE_SET, {2, 4, TEST_OFF, 6, 8, 10}},
+    {MGMT_OPTYPE_INSERT, {2, 4, TEST_OFF, 6, 8, 2}},
+    {MGMT_OPTYPE_UPDATE, {2, 4, TEST_OFF, 66, 88, 2}},
+    {MGMT_OPTYPE_DELETE, {2, 4, TEST_OFF, 66, 88, 4}},
 };
 
 const char* operationText(MgmtOpType opType) {
@@ -61,94 +63,56 @@ const char* operationText(MgmtOpType opType) {
   }
 }
 
-void writeStep(const SequenceStep& step) {
+void writeStep(MgmtOpType opType, const RecordTest3Prov3& record) {
   char line[128];
   const int length =
       std::snprintf(line, sizeof line, "%sRecordTest3Prov3(%d, %u, TEST_OFF, %u, %u, %u)\n",
-                    operationText(step.opType), step.testKey1, step.testKey2, step.testField2,
-                    step.testField3, step.testField4);
+                    operationText(opType), record.testKey1, record.testKey2, record.testField2,
+                    record.testField3, record.testField4);
   plainLine({line, static_cast<std::size_t>(length)});
 }
 
-boost::shared_ptr<Record> recordOf(const SequenceStep& step) {
-  auto record = boost::make_shared<RecordTest3Prov3>();
-  record->testKey1 = step.testKey1;
-  record->testKey2 = step.testKey2;
-  record->testField1 = RecordTest3Prov3::TEST_OFF;
-  record->testField2 = step.testField2;
-  record->testField3 = step.testField3;
-  record->testField4 = step.testField4;
+template <class R>
+boost::shared_ptr<R> made(const ValuesOf<R>& values) {
+  auto record = boost::make_shared<R>();
+  values.storeIn(*record);
   return record;
 }
 
-// Pauses; false when the process is stopping, and nothing more is to be sent.
+// Pauses; false when the process is stopping, and nothing more is to be sent. What was sent last is
+// kept meanwhile.
 bool pauseFor(unsigned int seconds) {
   sleepSeconds(seconds);
   return !Process::instance()->exiting();
 }
 
-}  // namespace
-
-void Quorin::serverSendEvents() {
-  logLine(ZEL_LOG_TRACE, "serverSendEvents started");
-  sleepSeconds(initialPause);
-  // The options are there once start-up has finished; after a failure there is nothing to do.
-  startUp.wait(StartUp::running, std::memory_order_acquire);
-  if (startUp.load(std::memory_order_acquire) == StartUp::failed) return;
-  while (setInd || sendDeferredSetRsp || (eventSim & simulateAnything) != 0) {
-    if (!runPass()) return;
-  }
-}
-
-bool Quorin::runPass() {
-  if (Process::instance()->exiting()) return false;
-  if (setInd && !sendSetIndSequence()) return false;
-  if ((eventSim & simulateSetInds) != 0 && !sendPeriodicSetInd()) return false;
-  if ((eventSim & simulateEvents) != 0 && !sendPeriodicEvent()) return false;
-  if ((eventSim & simulateAlarms) != 0 && !sendPeriodicAlarm()) return false;
-  if ((eventSim & simulateRecordUpdates) != 0 && !sendPeriodicRecordUpdate()) return false;
-  return !sendDeferredSetRsp || sendOwedDeferredSetRsp();
-}
-
-bool Quorin::sendSetIndSequence() {
-  for (const SequenceStep& step : setIndSequence) {
-    writeStep(step);
-    boost::shared_ptr<Record> record = recordOf(step);
-    KorOamApi::instance().sendSetInd(record, APPLY_NO_ACTION_REQUIRED, step.opType);
+bool sendSetIndSequence() {
+  for (const auto& [opType, values] : setIndSequence) {
+    const auto changed = made(values);
+    writeStep(opType, *changed);
+    boost::shared_ptr<Record> record = changed;
+    KorOamApi::instance().sendSetInd(record, APPLY_NO_ACTION_REQUIRED, opType);
     if (!pauseFor(sequencePause)) return false;
   }
-  setInd = false;
   return true;
 }
 
-bool Quorin::sendPeriodicSetInd() {
-  auto changed = boost::make_shared<RecordTest1Prov2>();
-  changed->xyzService = 1;
-  changed->testField1 = 12;
-  changed->testField2 = 34;
-  boost::shared_ptr<Record> record = std::move(changed);
-  ++simulator.setIndCounter;
-  KorOamApi::instance().sendSetInd(
-      record, static_cast<ApplyActionType>(simulator.setIndCounter % 4), MGMT_OPTYPE_UPDATE);
+bool sendSetInd(SimulatorCounters& counters) {
+  boost::shared_ptr<Record> record = made<RecordTest1Prov2>({1, 12, 34});
+  KorOamApi::instance().sendSetInd(record, counters.nextApplyAction(), MGMT_OPTYPE_UPDATE);
   return pauseFor(periodicPause);
 }
 
-bool Quorin::sendPeriodicEvent() {
-  ++simulator.eventCounter;
-  if (simulator.eventCounter % skippedMultiple == 0) ++simulator.eventCounter;
-  auto event = boost::make_shared<EventTest1Evt1>();
-  event->severity = static_cast<std::uint32_t>(simulator.eventCounter % skippedMultiple);
-  event->testEvtKey1 = 1;
-  event->testEvtfield1 = 12;
-  event->testEvtfield2 = 34;
+bool sendEvent(SimulatorCounters& counters) {
+  const auto event = made<EventTest1Evt1>({1, 12, 34});
+  event->severity = counters.nextSeverity();
   KorOamApi::instance().sendEvent(event);
   return pauseFor(periodicPause);
 }
 
-bool Quorin::sendPeriodicAlarm() {
-  simulator.alarmSetState = !simulator.alarmSetState;
-  auto alarm = boost::make_shared<AlarmTest1Alarm1>();
-  alarm->alarmSet = simulator.alarmSetState;
+bool sendAlarm(SimulatorCounters& counters) {
+  const auto alarm = boost::make_shared<AlarmTest1Alarm1>();
+  alarm->alarmSet = counters.nextAlarmSet();
   alarm->testAlarmKey1 = 1;
   alarm->testAlarmfield1 = 12;
   alarm->testAlarmfield2 = 34;
@@ -157,27 +121,42 @@ bool Quorin::sendPeriodicAlarm() {
   return pauseFor(periodicPause);
 }
 
-bool Quorin::sendPeriodicRecordUpdate() {
-  auto& [a, b, c] = simulator.recordUpdateValues;
-  auto event = boost::make_shared<RecordUpdateEventTest1RecUpdt1>();
-  event->entryId = 999;
-  event->entryPriority = static_cast<std::uint8_t>(a);
-  event->entryPcycles = b;
-  event->entryAvgPcycles = c;
+bool sendRecordUpdate(SimulatorCounters& counters) {
+  const auto [a, b, c] = counters.nextRecordUpdateValues();
+  const auto event =
+      made<RecordUpdateEventTest1RecUpdt1>({999, static_cast<std::uint8_t>(a), b, c});
   KorOamApi::instance().sendRecordUpdateEvent(event, MGMT_OPTYPE_UPDATE);
-  const std::uint32_t first = a;
-  a = b;
-  b = c;
-  c = first;
   return pauseFor(periodicPause);
 }
 
-bool Quorin::sendOwedDeferredSetRsp() {
+bool sendOwed(DeferredSetRspMailbox& deferredSetRsp) {
   if (!pauseFor(deferredPause)) return false;
-  const DeferredSetRsp owed = deferredSetRsp.exchange({}, std::memory_order_acquire);
+  const DeferredSetRsp owed = deferredSetRsp.take();
   if (!owed.pending) return true;
   logLine(ZEL_LOG_TRACE, "Set RECORD_TEST3ACTION2_ID testRun = ", owed.testRun);
   KorOamApi::instance().sendDeferredSetRspInd(owed.transactionId, MGMT_SUCCESS, ErrorString(),
                                               APPLY_NO_ACTION_REQUIRED);
   return true;
+}
+
+}  // namespace
+
+// Each step pauses after what it sends, the last one before, and is false when the process is
+// stopping.
+void Quorin::serverSendEvents() {
+  logLine(ZEL_LOG_TRACE, "serverSendEvents started");
+  sleepSeconds(initialPause);
+  // After a failed start there is nothing to do.
+  if (!startUp.awaitGood()) return;
+  SimulatorCounters counters;
+  while (setInd || sendDeferredSetRsp || (eventSim & simulateAnything) != 0) {
+    if (Process::instance()->exiting()) return;
+    if (setInd && !sendSetIndSequence()) return;
+    setInd = false;
+    if ((eventSim & simulateSetInds) != 0 && !sendSetInd(counters)) return;
+    if ((eventSim & simulateEvents) != 0 && !sendEvent(counters)) return;
+    if ((eventSim & simulateAlarms) != 0 && !sendAlarm(counters)) return;
+    if ((eventSim & simulateRecordUpdates) != 0 && !sendRecordUpdate(counters)) return;
+    if (sendDeferredSetRsp && !sendOwed(deferredSetRsp)) return;
+  }
 }
