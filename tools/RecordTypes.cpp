@@ -33,13 +33,33 @@ std::string rangeText(const F& field) {
   return std::to_string(field.range.min) + " to " + std::to_string(field.range.max);
 }
 
+template <typename F>
+FieldType fieldType(const F& field) {
+  using Value = typename F::Value;
+  FieldType type{field.name, typeText<F>(), rangeText(field), "text", F::wireSize(), 0, 0};
+  if constexpr (F::isText) {
+    type.max = sizeof(Value) - 1;
+  } else if constexpr (std::is_same_v<Value, bool>) {
+    type.code = "bool";
+    type.max = 1;
+  } else if constexpr (std::is_integral_v<Value> && std::is_signed_v<Value>) {
+    type.code = "i" + std::to_string(8 * F::wireSize());
+    type.min = std::numeric_limits<Value>::min();
+    type.max = std::numeric_limits<Value>::max();
+  } else {
+    type.code = "u" + std::to_string(8 * F::wireSize());
+    type.max = std::numeric_limits<typename F::WireType>::max();
+  }
+  if (field.hasMin()) type.min = static_cast<std::int64_t>(field.range.min);
+  if (field.hasMax()) type.max = field.range.max;
+  return type;
+}
+
 template <class Owner>
 std::vector<FieldType> fieldTypes() {
   std::vector<FieldType> types;
   Zel::fields::every<Owner>([&]<std::size_t I>() {
-    using F = Zel::fields::FieldAt<Owner, I>;
-    constexpr auto& field = Zel::fields::at<Owner, I>;
-    types.push_back({field.name, typeText<F>(), rangeText(field)});
+    types.push_back(fieldType(Zel::fields::at<Owner, I>));
     return true;
   });
   return types;
@@ -224,6 +244,7 @@ NotificationType describeNotification(const char* kind) {
   type.kind = kind;
   type.id = N::recordId;
   type.name = N::name();
+  type.fields = fieldTypes<N>();
   type.decode = [](Bytes block) {
     N notification;
     Decoded decoded = decodeInto(notification, block, [&](Zel::SerialStream& stream) {

@@ -33,6 +33,11 @@ struct FieldType {
   std::string name;
   std::string type;   ///< such as "unsigned 16-bit"
   std::string range;  ///< such as "1 to 32"; empty without limits
+
+  std::string code;         ///< such as "u16", or "bool" or "text"
+  std::uint32_t width = 0;  ///< bytes on the wire; 0 for a text
+  std::int64_t min = 0;     ///< the least number that reads as valid
+  std::uint64_t max = 0;    ///< the greatest; of a text the greatest length
 };
 
 /// A block taken apart. Not valid: `problem` says why, and the fields are those read before.
@@ -70,6 +75,7 @@ struct NotificationType {
   std::string kind;  ///< "event", "alarm" or "recordUpdateEvent"
   std::uint32_t id = 0;
   std::string name;
+  std::vector<FieldType> fields;  ///< of the payload
   /// The fields of the header come first: time, and severity or alarmSet.
   std::function<Decoded(Bytes block)> decode;
 };

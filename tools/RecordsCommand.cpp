@@ -1,6 +1,7 @@
 // oamctl records: the catalogue.
 #include <iostream>
 
+#include "records/MgmtEnums.h"
 #include "tools/Arguments.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
@@ -12,22 +13,62 @@ namespace json = boost::json;
 namespace tools {
 namespace {
 
-json::array jsonOf(const std::vector<FieldType>& fields) {
-  json::array array;
-  for (const FieldType& field : fields) {
-    json::object object{{"name", field.name}, {"type", field.type}};
-    if (!field.range.empty()) object["range"] = field.range;
-    array.push_back(std::move(object));
+json::object jsonOf(const FieldType& field) {
+  json::object object{{"name", field.name}, {"type", field.code}};
+  if (field.code == "text") {
+    object["maxLength"] = field.max;
+    return object;
   }
+  object["width"] = field.width;
+  if (field.code == "bool") return object;
+  object["min"] = field.min;
+  object["max"] = field.max;
+  return object;
+}
+
+json::object jsonOf(const RecordType& type);
+json::object jsonOf(const NotificationType& type);
+
+template <class Type>
+json::array listOf(const std::vector<Type>& types) {
+  json::array array;
+  for (const Type& type : types) array.push_back(jsonOf(type));
   return array;
 }
 
 json::object jsonOf(const RecordType& type) {
-  return {{"name", type.name},
-          {"id", hexId(type.id)},
+  return {{"id", hexId(type.id)},
+          {"name", type.name},
           {"registered", type.registered},
-          {"fields", jsonOf(type.fields)},
-          {"keys", jsonOf(type.keys)}};
+          {"fields", listOf(type.fields)},
+          {"keys", listOf(type.keys)}};
+}
+
+json::object jsonOf(const NotificationType& type) {
+  return {{"kind", type.kind},
+          {"id", hexId(type.id)},
+          {"name", type.name},
+          {"fields", listOf(type.fields)}};
+}
+
+/// An enumeration, whose numbers follow each other from `first` as long as they have a text.
+template <typename Enumeration>
+json::array enumeration(const char* (*textOf)(Enumeration), int first) {
+  json::array array;
+  for (int number = first;; ++number) {
+    const std::string text = textOf(static_cast<Enumeration>(number));
+    if (text == "???") return array;
+    array.push_back(json::object{{"number", number}, {"text", text}});
+  }
+}
+
+json::object catalogueJson() {
+  return {{"records", listOf(recordTypes())},
+          {"notifications", listOf(notificationTypes())},
+          {"results", enumeration(Zel::mgmtResultText, 0)},
+          {"operations", enumeration(Zel::mgmtOpTypeText, 1)},
+          {"applyActions", enumeration(Zel::applyActionText, 0)},
+          {"severities", enumeration(Zel::severityText, 1)}};
 }
 
 void printFields(const char* heading, const std::vector<FieldType>& fields) {
@@ -72,9 +113,7 @@ int records(const Invocation& invocation) {
   if (invocation.has("markdown")) {
     printMarkdown();
   } else if (invocation.words.empty() && invocation.json) {
-    json::array all;
-    for (const RecordType& type : recordTypes()) all.push_back(jsonOf(type));
-    printJson(all);
+    printJson(catalogueJson());
   } else if (invocation.words.empty()) {
     Table table({"record", "id", "keys", "made by the framework"});
     for (const RecordType& type : recordTypes()) {
