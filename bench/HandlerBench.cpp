@@ -12,6 +12,7 @@
 #include "ScriptedPlatform.h"
 #include "app/Quorin.h"
 #include "bench/Sample.h"
+#include "standin/JsonRpc.h"
 #include "standin/Replies.h"
 
 namespace bench {
@@ -189,12 +190,14 @@ void largeReply(benchmark::State& state) {
     ErrorString errorString;
     const MgmtResult result =
         slots().get(RecordTest3Stats9::recordId, {}, rows, false, records, errorString);
-    standin::rpc::ObjectText text = standin::rpc::ObjectText::result("1");
-    standin::addResult(text, result).add("errorString", errorString.c_str());
-    text.addArray("records", records.size(), [&](std::string& out, std::size_t i) {
-      standin::appendQuotedBlock(out, *records[i]);
-    });
-    std::string line = text.take() + '\n';
+    std::string line;
+    standin::rpc::startReply(line, "1", "result");
+    standin::ObjectText members(line);
+    standin::addResult(members, result).add("errorString", errorString.c_str());
+    members.addList("records", records.size(),
+                    [&](std::size_t i) { standin::appendQuotedBlock(line, *records[i]); });
+    members.end();
+    line += "}\n";
     benchmark::DoNotOptimize(line.data());
     state.PauseTiming();
     if (line.size() < rows * (2 * blockBytes + separators)) state.SkipWithError("rows missing");

@@ -1,9 +1,29 @@
 #include "platform/BinLogClient.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "platform/LogStream.h"
 #include "standin/Environment.h"
 
+namespace {
+
+/// A socket that took the number of a closed standard stream would get what is written to that.
+void occupyStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(stream, F_GETFD) < 0 && ::open("/dev/null", O_RDWR) < 0) return;
+  }
+  // Lines would get lost where a write does not wait.
+  for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+    const int flags = ::fcntl(stream, F_GETFL);
+    if (flags >= 0) ::fcntl(stream, F_SETFL, flags & ~O_NONBLOCK);
+  }
+}
+
+}  // namespace
+
 int zelClientBinLogInit(unsigned int) {
+  occupyStandardStreams();
   zelLogLevelThreshold = standin::environment().logLevel;
   return 0;
 }

@@ -1,255 +1,339 @@
 #include "standin/Connection.h"
 
+#include <malloc.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <boost/asio/buffer.hpp>
-#include <boost/asio/write.hpp>
-#include <new>
+#include <array>
+#include <cerrno>
+#include <cstring>
 #include <utility>
 
+#include "standin/Closer.h"
 #include "standin/Limits.h"
-#include "standin/SocketServer.h"
-
-namespace asio = boost::asio;
 
 namespace standin {
+namespace {
 
-rpc::ObjectText Reply::startResult() const { return rpc::ObjectText::result(element().id); }
+/// What one read takes.
+constexpr std::size_t chunkBytes = 65536;
+/// A buffer that was larger gives its memory back.
+constexpr std::size_t keptBytes = 256 * 1024;
+constexpr std::size_t largeBytes = mebibyte;
 
-void Reply::result(std::string text) const {
-  connection_->server().answer(*this, wanted() ? std::move(text) : std::string());
+#ifndef SO_PASSRIGHTS
+constexpr int SO_PASSRIGHTS = 83;
+#endif
+
+/// Whether the kernel keeps descriptors away from the socket.
+bool refuseDescriptors(int socket) {
+  const int off = 0;
+  return ::setsockopt(socket, SOL_SOCKET, SO_PASSRIGHTS, &off, sizeof off) == 0;
 }
 
-void Reply::error(const rpc::Error& error) const {
-  connection_->server().answer(*this,
-                               wanted() ? rpc::errorReply(element().id, error) : std::string());
-}
-
-Connection::Connection(SocketServer& server, Socket socket)
-    : server_(server), socket_(std::move(socket)) {}
-
-void Connection::start() { read(); }
-
-// Without the memory for this client the others are served on.
-template <typename Action>
-void Connection::guarded(Action&& action) {
-  try {
-    action();
-  } catch (const std::bad_alloc&) {
-    server_.cutOff(*this);
-  }
-}
-
-std::size_t Connection::unsentBytes() const {
-  return lane_->unsentBytes + heldBytes_ + notificationBytes_;
-}
-
-bool Connection::resting() const {
-  return lane_->unsentBytes >= maxUnsentReplyBytes || inFlight_ >= maxRequestsInFlight ||
-         requestBytes_ >= maxRequestBytesInFlight;
-}
-
-void Connection::read() {
-  if (reading_ || inputEnded_ || closed_ || resting()) return;
-  reading_ = true;
-  socket_.async_read_some(asio::buffer(chunk_),
-                          [self = shared_from_this()](const auto& error, std::size_t bytes) {
-                            self->guarded([&] { self->received(error, bytes); });
-                          });
-}
-
-void Connection::received(const boost::system::error_code& error, std::size_t bytes) {
-  reading_ = false;
-  if (closed_ || inputEnded_) return;
-  if (error && error != asio::error::eof) return close();
-  if (error) {
-    inputEnded_ = true;
-    awaitHangUp();
-  }
-  input_.append(chunk_.data(), bytes);
-  goOn();
-}
-
-// Whatever can be done now: take requests, read more, or close a connection that is finished.
-void Connection::goOn() {
-  if (closed_) return;
-  takeLines();
-  if (closed_) return;
-  read();
-  if (inputEnded_ && inFlight_ == 0 && outgoing_.empty() && !resting()) close();
-}
-
-void Connection::takeLines() {
-  std::size_t begin = 0;
-  while (!resting() && !closed_) {
-    const std::size_t end = input_.find('\n', begin + searched_);
-    if (end == std::string::npos) {
-      searched_ = input_.size() - begin;
-      break;
+/// Reads bytes, and has the descriptors closed that came with them.
+ssize_t receive(int socket, char* to, std::size_t room) {
+  // The most that one message can carry.
+  alignas(cmsghdr) std::array<char, CMSG_SPACE(253 * sizeof(int))> control;
+  iovec piece{to, room};
+  msghdr message{};
+  message.msg_iov = &piece;
+  message.msg_iovlen = 1;
+  if (Closer::instance().pending() != 0) {
+    // No more of them before those are gone: whoever passes some waits.
+    char byte;
+    iovec peeked{&byte, 1};
+    message.msg_iov = &peeked;
+    if (::recvmsg(socket, &message, MSG_DONTWAIT | MSG_PEEK) > 0 &&
+        (message.msg_flags & MSG_CTRUNC) != 0) {
+      errno = EAGAIN;
+      return -1;
     }
-    searched_ = 0;
-    if (end - begin > maxLineBytes) return refuseTooLong();
-    serveLine(std::string_view(input_).substr(begin, end - begin));
-    begin = end + 1;
+    message.msg_iov = &piece;
   }
-  input_.erase(0, begin);
-  if (!inputEnded_ && searched_ > maxLineBytes) refuseTooLong();
-}
-
-// A client that only has nothing more to say still gets its replies; one that is gone does not.
-void Connection::awaitHangUp() {
-  socket_.async_wait(Socket::wait_error, [self = shared_from_this()](const auto& error) {
-    if (!error) self->close();
-  });
-}
-
-void Connection::accept(const std::shared_ptr<RequestLine>& line) {
-  line->open = line->elements.size();
-  inFlight_ += line->open;
-  requestBytes_ += line->bytes;
-  lines_.push_back(line);
-}
-
-void Connection::refuseTooLong() {
-  server_.countCutOff();
-  endInput();
-  auto line = std::make_shared<RequestLine>();
-  line->elements.push_back({.id = "null", .wantsReply = true, .text = ""});
-  accept(line);
-  Reply(shared_from_this(), line, 0)
-      .error({rpc::invalidRequest,
-              "a request line holds at most " + std::to_string(maxLineBytes) + " bytes"});
-}
-
-void Connection::serveLine(std::string_view text) {
-  const rpc::Line requests(text);
-  auto line = std::make_shared<RequestLine>();
-  line->batch = requests.batch;
-  line->bytes = text.size();
-  for (const rpc::Request& request : requests.requests) {
-    line->elements.push_back({.id = request.id, .wantsReply = request.wantsReply, .text = ""});
-  }
-  accept(line);
-  for (std::size_t i = 0; i < requests.requests.size(); ++i) {
-    server_.serve(requests.requests[i], Reply(shared_from_this(), line, i));
-  }
-}
-
-void Connection::answered(RequestLine& line, std::size_t index, std::string text) {
-  RequestLine::Element& element = line.elements[index];
-  // A reply that comes after the end of the connection, or again, counts for nothing.
-  if (closed_ || !element.open) return;
-  element.open = false;
-  element.text = std::move(text);
-  heldBytes_ += element.text.size();
-  --line.open;
-  --inFlight_;
-  settleLater();
-}
-
-void Connection::settleLater() {
-  if (!std::exchange(unsettled_, true)) server_.settleLater(shared_from_this());
-}
-
-void Connection::settle() {
-  if (!std::exchange(unsettled_, false)) return;
-  guarded([&] {
-    if (closed_) return;
-    releaseReplies();
-    if (unsentBytes() > maxUnsentBytes) return server_.cutOff(*this);
-    send();
-    goOn();
-  });
-}
-
-// Moves finished lines to the outgoing ones, as far as the order of the requests allows.
-void Connection::releaseReplies() {
-  while (!lines_.empty() && lines_.front()->open == 0) {
-    const std::shared_ptr<RequestLine> line = std::move(lines_.front());
-    lines_.pop_front();
-    requestBytes_ -= line->bytes;
-    std::string text;
-    for (auto& element : line->elements) {
-      if (!element.wantsReply) continue;
-      heldBytes_ -= element.text.size();
-      if (text.empty()) {
-        text = line->batch ? "[" + element.text : std::move(element.text);
-      } else {
-        text += ',' + element.text;
-      }
-    }
-    if (text.empty()) continue;
-    text += line->batch ? "]\n" : "\n";
-    lane_->unsentBytes += text.size();
-    const std::size_t bytes = text.size();
-    outgoing_.push_back({std::make_shared<const std::string>(std::move(text)), bytes});
-  }
-}
-
-void Connection::notify(const Text& line) {
-  guarded([&] {
-    outgoing_.push_back({line, 0});
-    notificationBytes_ += line->size();
-    settleLater();
-  });
-}
-
-void Connection::send() {
-  if (sending_ || closed_ || outgoing_.empty()) return;
-  sending_ = true;
-  constexpr std::size_t maxChunks = 64;
-  std::vector<asio::const_buffer> buffers;
-  for (std::size_t i = 0; i < std::min(outgoing_.size(), maxChunks); ++i) {
-    buffers.push_back(asio::buffer(*outgoing_[i].text));
-  }
-  const std::size_t chunks = buffers.size();
-  asio::async_write(socket_, buffers,
-                    [self = shared_from_this(), chunks](const auto& error, std::size_t) {
-                      self->guarded([&] { self->sent(error, chunks); });
-                    });
-}
-
-void Connection::sent(const boost::system::error_code& error, std::size_t chunks) {
-  sending_ = false;
-  if (closed_) return;
-  if (error) return close();
-  const bool wasResting = lane_->unsentBytes >= maxUnsentReplyBytes;
-  for (; chunks != 0; --chunks) {
-    const Chunk& chunk = outgoing_.front();
-    if (chunk.replyBytes == 0) notificationBytes_ -= chunk.text->size();
-    lane_->unsentBytes -= chunk.replyBytes;
-    outgoing_.pop_front();
-  }
-  if (wasResting && lane_->unsentBytes < maxUnsentReplyBytes) server_.drained();
-  send();
-  goOn();
-}
-
-void Connection::endInput() {
-  inputEnded_ = true;
-  input_.clear();
-  searched_ = 0;
-}
-
-void Connection::finish(const rpc::Error& error) {
-  const auto open = lines_;
-  for (const auto& line : open) {
-    for (std::size_t i = 0; i < line->elements.size(); ++i) {
-      if (line->elements[i].open) Reply(shared_from_this(), line, i).error(error);
+  message.msg_control = control.data();
+  message.msg_controllen = control.size();
+  const ssize_t bytes = ::recvmsg(socket, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+  if (bytes < 0) return bytes;
+  for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr;
+       part = CMSG_NXTHDR(&message, part)) {
+    if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS) continue;
+    const std::size_t count = (part->cmsg_len - CMSG_LEN(0)) / sizeof(int);
+    for (std::size_t i = 0; i < count; ++i) {
+      int descriptor;
+      std::memcpy(&descriptor, CMSG_DATA(part) + i * sizeof(int), sizeof descriptor);
+      Closer::instance().close(descriptor);
     }
   }
-  goOn();
+  return bytes;
 }
+
+void emptied(std::string& text) {
+  const bool large = text.capacity() >= largeBytes;
+  if (text.capacity() > keptBytes) std::string().swap(text);
+  text.clear();
+  if (large) ::malloc_trim(0);
+}
+
+rpc::Error tooLong() {
+  return {rpc::invalidRequest,
+          "a request line holds at most " + std::to_string(maxLineBytes) + " bytes"};
+}
+
+}  // namespace
+
+Connection::Connection(int descriptor, std::uint64_t acceptanceNumber)
+    : number(acceptanceNumber),
+      descriptor_(descriptor),
+      kernelRefusesDescriptors_(refuseDescriptors(descriptor)) {}
 
 void Connection::close() {
-  if (closed_) return;
-  closed_ = true;
-  boost::system::error_code ignored;
-  socket_.close(ignored);
-  // An unfinished write still reads from the texts of outgoing_.
-  if (!sending_) outgoing_.clear();
-  lines_.clear();
-  lane_->unsentBytes = 0;
-  server_.forget(*this);
+  if (closed()) return;
+  const int descriptor = std::exchange(descriptor_, -1);
+  // Bytes that are left unread would turn the end into a reset.
+  ::shutdown(descriptor, SHUT_RDWR);
+  char bytes[4096];
+  if (kernelRefusesDescriptors_) {
+    while (::recv(descriptor, bytes, sizeof bytes, MSG_DONTWAIT) > 0) {
+    }
+    ::close(descriptor);
+  } else {
+    while (receive(descriptor, bytes, sizeof bytes) > 0) {
+    }
+    Closer::instance().close(descriptor);
+  }
+}
+
+Connection::Read Connection::read() {
+  const std::size_t waiting = input_.size() - begin_;
+  if (begin_ != 0 && begin_ >= waiting) {
+    waiting == 0 ? emptied(input_) : static_cast<void>(input_.erase(0, begin_));
+    searched_ -= std::min(searched_, begin_);
+    if (lineEnd_ != none) lineEnd_ -= begin_;
+    element_ -= std::min(element_, begin_);
+    begin_ = 0;
+  }
+  static std::array<char, chunkBytes> chunk;
+  ssize_t bytes;
+  do {
+    bytes = kernelRefusesDescriptors_
+                ? ::recv(descriptor_, chunk.data(), chunk.size(), MSG_DONTWAIT)
+                : receive(descriptor_, chunk.data(), chunk.size());
+  } while (bytes < 0 && errno == EINTR);
+  if (bytes < 0) return errno == EAGAIN ? Read::nothing : Read::failed;
+  if (bytes == 0) return Read::end;
+  input_.append(chunk.data(), static_cast<std::size_t>(bytes));
+  findLine();
+  return Read::some;
+}
+
+void Connection::findLine() {
+  if (lineEnd_ != none || inBatch_) return;
+  const std::size_t at = input_.find('\n', std::max(begin_, searched_));
+  if (at == std::string::npos) {
+    searched_ = input_.size();
+  } else {
+    lineEnd_ = at;
+  }
+}
+
+bool Connection::wantsInput() const {
+  const std::size_t waiting = lineEnd_ == none ? 0 : input_.size() - lineEnd_;
+  return !inputEnded_ && !isTooLong() && waiting < maxWaitingBytes;
+}
+
+bool Connection::isTooLong() const {
+  const std::size_t end = lineEnd_ == none ? input_.size() : lineEnd_;
+  return end - begin_ > maxLineBytes;
+}
+
+bool Connection::readRequest(JsonDocument& document, rpc::Request& request) {
+  request = {};
+  if (isTooLong()) {
+    request.error = tooLong();
+    inputEnded_ = true;
+    input_.resize(begin_);
+    lineEnd_ = requestEnd_ = begin_;
+    return true;
+  }
+  const std::string_view all = input_;
+  if (!inBatch_) {
+    const std::string_view line = all.substr(begin_, lineEnd_ - begin_);
+    const std::size_t first = line.find_first_not_of(" \t\r");
+    if (first != std::string_view::npos && line[first] == '[') {
+      element_ = begin_ + first + 1;
+      return !beginBatch(line, document, request);
+    }
+    requestEnd_ = lineEnd_;
+    const JsonDocument::Outcome outcome = document.parse(line, maxNesting, true);
+    if (outcome == JsonDocument::Outcome::good) {
+      request = rpc::readRequest(document.value());
+    } else {
+      request.error = rpc::errorOf(outcome, document);
+    }
+    return true;
+  }
+  requestEnd_ = endOfJsonValue(all.substr(0, lineEnd_), element_);
+  // It is known to be good.
+  document.parse(all.substr(element_, requestEnd_ - element_), maxNesting, true);
+  request = rpc::readRequest(document.value());
+  return true;
+}
+
+// False, and an error for the whole line, where it cannot be served as a batch.
+bool Connection::beginBatch(std::string_view line, JsonDocument& document, rpc::Request& request) {
+  requestEnd_ = lineEnd_;
+  const JsonDocument::Outcome outcome = document.parse(line, maxNesting + 1, false);
+  if (outcome != JsonDocument::Outcome::good) {
+    request.error = rpc::errorOf(outcome, document);
+    return false;
+  }
+  std::size_t count = 0, at = element_ - begin_;
+  if (line[line.find_first_not_of(" \t\r", at)] != ']') {
+    for (count = 1; line[at = endOfJsonValue(line, at)] == ','; ++at) ++count;
+  }
+  if (count == 0) {
+    request.error = {rpc::invalidRequest, "a batch holds at least one request"};
+  } else if (count > maxBatch) {
+    request.error = {rpc::invalidRequest,
+                     "a batch holds at most " + std::to_string(maxBatch) + " requests"};
+  } else {
+    inBatch_ = true;
+    lastOfBatch_ = batchHasReply_ = streaming_ = false;
+  }
+  return inBatch_;
+}
+
+void Connection::takeRequest() {
+  if (inBatch_) {
+    lastOfBatch_ = input_[requestEnd_] == ']';
+    element_ = requestEnd_ + 1;
+    return;
+  }
+  begin_ = searched_ = std::min(requestEnd_ + 1, input_.size());
+  lineEnd_ = none;
+  findLine();
+}
+
+void Connection::endRequest() {
+  if (inBatch_ && lastOfBatch_) finishBatch();
+}
+
+void Connection::finishBatch() {
+  inBatch_ = false;
+  begin_ = searched_ = lineEnd_ + 1;
+  lineEnd_ = none;
+  findLine();
+  if (batchHasReply_) {
+    outgoing_ += batchReply_;
+    outgoing_ += "]\n";
+  }
+  emptied(batchReply_);
+  if (std::exchange(streaming_, false)) {
+    appendNotification(afterBatch_);
+    emptied(afterBatch_);
+  }
+}
+
+// A reply that is long enough to be sent in parts is.
+void Connection::streamBatch() {
+  if (unsentBytes() < maxUnsentReplyBytes) return;
+  outgoing_ += batchReply_;
+  emptied(batchReply_);
+  streaming_ = true;
+}
+
+std::string Connection::waitingNotifications(JsonDocument& document) {
+  std::string lines;
+  rpc::Request request;
+  if (inTurn) endRequest();
+  while (hasRequest() && !isTooLong()) {
+    if (!readRequest(document, request)) continue;
+    if (request.error.code == 0 && !request.wantsReply) {
+      const std::size_t from = inBatch_ ? element_ : begin_;
+      lines.append(input_, from, requestEnd_ - from) += '\n';
+    }
+    takeRequest();
+    endRequest();
+  }
+  return lines;
+}
+
+void Connection::notify(std::string_view line) {
+  if (streaming_) {
+    afterBatch_ += line;
+  } else {
+    appendNotification(line);
+  }
+}
+
+void Connection::appendNotification(std::string_view line) {
+  if (line.empty()) return;
+  const std::uint64_t end = sentBefore_ + outgoing_.size();
+  if (stretches_.empty() || stretches_.back().end != end) stretches_.push_back({end, 0});
+  outgoing_ += line;
+  stretches_.back().end += line.size();
+  stretches_.back().bytes += line.size();
+  notificationBytes_ += line.size();
+}
+
+bool Connection::isResting() const {
+  return outgoing_.size() - sent_ - notificationBytes_ + batchReply_.size() >= maxUnsentReplyBytes;
+}
+
+Connection::Sent Connection::send() {
+  while (sent_ < outgoing_.size()) {
+    const ssize_t bytes = ::send(descriptor_, outgoing_.data() + sent_, outgoing_.size() - sent_,
+                                 MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (bytes < 0 && errno == EINTR) continue;
+    if (bytes < 0 && errno == EAGAIN) return Sent::some;
+    if (bytes < 0) return Sent::failed;
+    noteSent(static_cast<std::size_t>(bytes));
+  }
+  return Sent::all;
+}
+
+void Connection::noteSent(std::size_t bytes) {
+  sent_ += bytes;
+  const std::uint64_t position = sentBefore_ + sent_;
+  while (!stretches_.empty()) {
+    Stretch& first = stretches_.front();
+    const std::uint64_t left =
+        std::min<std::uint64_t>(first.bytes, first.end - std::min(first.end, position));
+    notificationBytes_ -= first.bytes - static_cast<std::size_t>(left);
+    first.bytes = static_cast<std::size_t>(left);
+    if (left != 0) break;
+    stretches_.pop_front();
+  }
+  if (sent_ == outgoing_.size()) {
+    sentBefore_ += sent_;
+    sent_ = 0;
+    emptied(outgoing_);
+  } else if (sent_ >= largeBytes && sent_ >= outgoing_.size() / 2) {
+    sentBefore_ += sent_;
+    outgoing_.erase(0, std::exchange(sent_, 0));
+  }
+}
+
+void Connection::refuseAll(JsonDocument& document, const rpc::Error& error) {
+  if (inTurn) {
+    if (!turnId.empty())
+      reply([&](std::string& out) { rpc::appendErrorReply(out, turnId, error); });
+    endRequest();
+  }
+  rpc::Request request;
+  while (hasRequest() && !isResting()) {
+    if (!readRequest(document, request)) continue;
+    if (request.wantsReply) {
+      std::string id = "null";
+      if (request.id != nullptr) appendJson(id = "", *request.id);
+      const rpc::Error& reason = request.error.code == 0 ? error : request.error;
+      reply([&](std::string& out) { rpc::appendErrorReply(out, id, reason); });
+    }
+    takeRequest();
+    endRequest();
+  }
 }
 
 }  // namespace standin

@@ -1,134 +1,142 @@
-// One client of the socket.
+// One client of the socket: what it has sent and is not served, and what it has not been sent.
 #pragma once
 
-#include <array>
-#include <boost/asio/local/stream_protocol.hpp>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <memory>
 #include <string>
-#include <vector>
+#include <string_view>
 
-#include "standin/CallbackThread.h"
 #include "standin/JsonRpc.h"
 
 namespace standin {
 
-class SocketServer;
-class Connection;
-
-/// A line of requests, and its replies in the making: one, or those of a batch.
-struct RequestLine {
-  struct Element {
-    std::string id;    ///< JSON text
-    bool wantsReply;   ///< false for a notification
-    std::string text;  ///< the reply
-    bool open = true;
-  };
-  bool batch = false;
-  std::size_t bytes = 0;  ///< of the line as it came
-  std::vector<Element> elements;
-  std::size_t open = 0;
-};
-
-/// The right to answer one request, once, from any thread. A notification is answered, too, which
-/// ends it; nothing is sent.
-class Reply {
+/// The input is the queue: one line of it is in turn, a batch element by element. Whoever has the
+/// baton.
+class Connection {
  public:
-  Reply(std::shared_ptr<Connection> connection, std::shared_ptr<RequestLine> line,
-        std::size_t index)
-      : connection_(std::move(connection)), line_(std::move(line)), index_(index) {}
+  Connection(int descriptor, std::uint64_t acceptanceNumber);
+  ~Connection() { close(); }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
 
-  /// Starts the text of a reply that has a result.
-  rpc::ObjectText startResult() const;
-  /// Replies with the finished text.
-  void result(std::string text) const;
-  void error(const rpc::Error& error) const;
-  const std::shared_ptr<Connection>& connection() const { return connection_; }
-  bool wanted() const { return element().wantsReply; }
+  const std::uint64_t number;  ///< in the order of acceptance
+  bool subscribed = false;
+  bool waitsForCallback = false;  ///< its next request needs one, and one is away
+  bool inTurn = false;            ///< its request is being served
+  std::uint32_t watched = 0;      ///< events that the server waits for
 
- private:
-  friend class SocketServer;
-
-  const RequestLine::Element& element() const { return line_->elements[index_]; }
-
-  std::shared_ptr<Connection> connection_;
-  std::shared_ptr<RequestLine> line_;
-  std::size_t index_;
-};
-
-/// Reads requests and sends replies, in the order of the requests, and notifications. Main thread
-/// only, except `lane`.
-class Connection : public std::enable_shared_from_this<Connection> {
- public:
-  using Socket = boost::asio::local::stream_protocol::socket;
-  using Text = std::shared_ptr<const std::string>;
-
-  Connection(SocketServer& server, Socket socket);
-
-  void start();
-
-  /// Takes an answer to one of its requests, or a notification line.
-  void answered(RequestLine& line, std::size_t index, std::string text);
-  void notify(const Text& line);
-  /// Sends what can be sent of them, and goes on.
-  void settle();
-
-  /// Takes no further request.
-  void endInput();
-
-  /// Answers what is still open with an error, and closes once everything is sent.
-  void finish(const rpc::Error& error);
-
+  int descriptor() const { return descriptor_; }
+  bool closed() const { return descriptor_ < 0; }
+  /// Ends the connection. What was sent arrives, and the client sees an end, never a reset.
   void close();
 
-  SocketServer& server() { return server_; }
+  // --- requests ---
 
-  /// The connection's place in the callback thread's queue.
-  const std::shared_ptr<CallbackThread::Lane>& lane() const { return lane_; }
+  enum class Read { some, nothing, end, failed };
+  /// Reads once what has come.
+  Read read();
+  /// Whether it may read on, and has not come to the end.
+  bool wantsInput() const;
+  /// Takes no further bytes.
+  void endInput() { inputEnded_ = true; }
+  bool inputEnded() const { return inputEnded_; }
+  /// Whether the line in turn is too long.
+  bool isTooLong() const;
+  /// Whether a request, or what should be one, waits.
+  bool hasRequest() const { return inBatch_ || lineEnd_ != none || isTooLong(); }
+  /// Whether it can be served now.
+  bool isReady(bool mayCall) const {
+    return !inTurn && hasRequest() && !isResting() && (mayCall || !waitsForCallback);
+  }
 
-  bool subscribed = false;
+  /// Reads the request in turn into `document`. A request that cannot be read has an error. False
+  /// where the line was dealt with otherwise: a batch has begun.
+  bool readRequest(JsonDocument& document, rpc::Request& request);
+  /// Goes on to what follows the request in turn. What was read refers to bytes that may go.
+  void takeRequest();
+  /// Ends a batch whose last request was replied to.
+  void endRequest();
+  /// The lines of the requests without an id that wait, for when the client is gone.
+  std::string waitingNotifications(JsonDocument& document);
+
+  // --- replies and notifications ---
+
+  /// Appends a reply to the one in turn with `write(text)`; undone where that throws.
+  template <typename Write>
+  void reply(Write&& write) {
+    std::string& text = inBatch_ ? batchReply_ : outgoing_;
+    const std::size_t before = text.size();
+    try {
+      if (inBatch_) text += batchHasReply_ ? ',' : '[';
+      write(text);
+      if (!inBatch_) text += '\n';
+    } catch (...) {
+      text.resize(before);
+      throw;
+    }
+    batchHasReply_ = inBatch_;
+    if (inBatch_) streamBatch();
+  }
+  /// Appends a notification's line.
+  void notify(std::string_view line);
+
+  /// Reply bytes, made or in the making, that are not sent are too many.
+  bool isResting() const;
+  /// Whether it has something to send that the client does not take.
+  bool isBlocked() const { return sent_ < outgoing_.size(); }
+  /// All bytes that are not sent.
+  std::size_t unsentBytes() const {
+    return outgoing_.size() - sent_ + batchReply_.size() + afterBatch_.size();
+  }
+  enum class Sent { all, some, failed };
+  /// Sends what can be sent.
+  Sent send();
+
+  /// Replies an error to the request in turn and to all that wait, as far as there is room.
+  void refuseAll(JsonDocument& document, const rpc::Error& error);
+
+  /// Id of the request in turn, a JSON text; empty where no reply is wanted.
+  std::string turnId;
 
  private:
-  struct Chunk {
-    Text text;
-    std::size_t replyBytes;  ///< how much of it counts as unsent reply bytes
+  static constexpr std::size_t none = std::string::npos;
+
+  /// Notifications in `outgoing_`, so that they do not count as replies.
+  struct Stretch {
+    std::uint64_t end;  ///< in all that was ever appended
+    std::size_t bytes;
   };
 
-  template <typename Action>
-  void guarded(Action&& action);
-  bool resting() const;
-  void read();
-  void received(const boost::system::error_code& error, std::size_t bytes);
-  void takeLines();
-  void serveLine(std::string_view text);
-  void refuseTooLong();
-  void accept(const std::shared_ptr<RequestLine>& line);
-  void awaitHangUp();
-  void settleLater();
-  void releaseReplies();
-  void send();
-  void sent(const boost::system::error_code& error, std::size_t chunks);
-  void goOn();
-  std::size_t unsentBytes() const;
+  void findLine();
+  bool beginBatch(std::string_view line, JsonDocument& document, rpc::Request& request);
+  void finishBatch();
+  void streamBatch();
+  void appendNotification(std::string_view line);
+  void noteSent(std::size_t bytes);
 
-  SocketServer& server_;
-  Socket socket_;
-  std::shared_ptr<CallbackThread::Lane> lane_ = std::make_shared<CallbackThread::Lane>();
-  std::array<char, 65536> chunk_;
-  std::string input_;
-  std::size_t searched_ = 0;                        ///< bytes of input_ that hold no line end
-  std::deque<std::shared_ptr<RequestLine>> lines_;  ///< not yet answered whole, in order
-  std::deque<Chunk> outgoing_;
-  std::size_t heldBytes_ = 0;  ///< of replies that wait for an earlier one
-  std::size_t notificationBytes_ = 0;
-  std::size_t requestBytes_ = 0;  ///< of the lines in lines_
-  std::size_t inFlight_ = 0;      ///< requests that are open
-  bool unsettled_ = false;        ///< answered since `settle`
-  bool reading_ = false;
-  bool sending_ = false;
+  int descriptor_;
+  bool kernelRefusesDescriptors_;
   bool inputEnded_ = false;
-  bool closed_ = false;
+  std::string input_;
+  std::size_t begin_ = 0;       ///< of the line in turn
+  std::size_t searched_ = 0;    ///< up to here there is no line end
+  std::size_t lineEnd_ = none;  ///< of the line in turn, where it is whole
+  bool inBatch_ = false;
+  bool lastOfBatch_ = false;    ///< the element that was taken is the last
+  std::size_t element_ = 0;     ///< where the batch's element in turn begins
+  std::size_t requestEnd_ = 0;  ///< of the request that was read
+
+  std::string outgoing_;
+  std::size_t sent_ = 0;               ///< bytes of `outgoing_`
+  std::uint64_t sentBefore_ = 0;       ///< bytes that have left `outgoing_`
+  std::size_t notificationBytes_ = 0;  ///< in `outgoing_`, not sent
+  std::deque<Stretch> stretches_;
+  std::string batchReply_;  ///< the reply to the batch in turn
+  std::string afterBatch_;  ///< notifications that wait for the end of a reply that is being sent
+  bool batchHasReply_ = false;
+  bool streaming_ = false;  ///< a part of the batch's reply is in `outgoing_`
 };
 
 }  // namespace standin

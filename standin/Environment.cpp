@@ -36,11 +36,26 @@ Environment read() {
   int automatic = 1;
   readNumber("KOR_OAM_AUTO", 1, "0 or 1", automatic);
   result.automatic = automatic == 1;
+  if (const char* clock = std::getenv("KOR_OAM_CLOCK")) {
+    result.manualClock = std::strcmp(clock, "manual") == 0;
+    if (!result.manualClock && std::strcmp(clock, "real") != 0) {
+      refuse("KOR_OAM_CLOCK", clock, "real or manual");
+    }
+  }
   readNumber("ZEL_LOG_LEVEL", 8, "a number from 0 to 8", result.logLevel);
   return result;
 }
 
+std::vector<std::string>& words() {
+  static std::vector<std::string> words;
+  return words;
+}
+
 }  // namespace
+
+void noteCommandLine(int argc, char** argv) { words().assign(argv, argv + argc); }
+
+const std::vector<std::string>& commandLine() { return words(); }
 
 const Environment& environment() {
   static const Environment result = read();

@@ -1,13 +1,10 @@
-// JSON-RPC 2.0: reading a line of requests, writing replies and notifications.
+// JSON-RPC 2.0: what a request says, and what is said to a client.
 #pragma once
 
-#include <array>
-#include <boost/json/monotonic_resource.hpp>
-#include <boost/json/object.hpp>
-#include <boost/json/value.hpp>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "standin/JsonDocument.h"
 
 namespace standin::rpc {
 
@@ -24,87 +21,36 @@ enum ErrorCode : int {
 
 /// An error of one request; thrown while its parameters are read.
 struct Error {
-  ErrorCode code;
+  ErrorCode code{};
   std::string message;
 };
 
-/// Nesting of arrays and objects in one request.
-constexpr unsigned int maxNesting = 32;
-
-/// One request of a line, whose memory it refers to. Without `wantsReply` it is a notification;
-/// `error` is set, with a code other than 0, when it is no valid request.
+/// One request. It refers to the document that it was read from.
 struct Request {
-  bool wantsReply = true;
-  std::string id = "null";  ///< JSON text
+  bool wantsReply = true;         ///< false for a notification
+  const JsonValue* id = nullptr;  ///< null also where none can be told
   std::string_view method;
-  const boost::json::object* params = nullptr;  ///< null where there are none
-  bool positionalParams = false;                ///< given as a list, which no method takes
-  Error error{};
+  const JsonValue* params = nullptr;  ///< null where there are none
+  Error error;                        ///< with a code other than 0 it is not a valid request
 };
 
-/// The requests of a line: one, or those of a batch.
-class Line {
- public:
-  /// Never fails: what is wrong with a request stands in it.
-  explicit Line(std::string_view text);
-  Line(const Line&) = delete;
-  Line& operator=(const Line&) = delete;
+/// Reads a request.
+Request readRequest(const JsonValue& value);
 
-  bool batch = false;
-  std::vector<Request> requests;
+/// The error of a text that the document could not parse.
+Error errorOf(JsonDocument::Outcome outcome, const JsonDocument& document);
 
- private:
-  std::array<unsigned char, 2048> few_;  ///< enough for most lines
-  boost::json::monotonic_resource memory_{few_.data(), few_.size()};
-  boost::json::value document_;
-};
+/// A name that a client gave, cut to what a message should hold.
+std::string shown(std::string_view name);
 
-/// The reply to a request that failed; `id` is a JSON text.
-std::string errorReply(std::string_view id, const Error& error);
-/// A notification, with its line end.
-std::string notificationLine(std::string_view method, std::string_view params);
-
-/// Appends `text` as a JSON string in quotes. Bytes that are no UTF-8 become U+FFFD.
-void appendQuoted(std::string& out, std::string_view text);
-
-/// Builds the text of a JSON object, member by member.
-class ObjectText {
- public:
-  ObjectText() = default;
-  /// The reply to a request: its result is the object that is built. `id` is a JSON text.
-  static ObjectText result(std::string_view id);
-
-  ObjectText& add(std::string_view name, std::int64_t number);
-  ObjectText& add(std::string_view name, bool truth);
-  ObjectText& add(std::string_view name, std::string_view text);
-  ObjectText& add(std::string_view name, const char* text) {
-    return add(name, std::string_view(text));
-  }
-  /// `json` is a JSON text.
-  ObjectText& addJson(std::string_view name, std::string_view json);
-  /// An array of `count` JSON texts: `append(text, i)` appends the one with the number `i`.
-  template <typename Append>
-  ObjectText& addArray(std::string_view name, std::size_t count, Append&& append) {
-    startMember(name) += '[';
-    for (std::size_t i = 0; i < count; ++i) {
-      if (i != 0) text_ += ',';
-      const std::size_t begin = text_.size();
-      append(text_, i);
-      // Elements of one array are much alike: room for all of them at once.
-      if (i == 0) text_.reserve(text_.size() + count * (text_.size() - begin + 1));
-    }
-    text_ += ']';
-    return *this;
-  }
-  /// The finished text; the builder is empty afterwards.
-  std::string take();
-
- private:
-  std::string& startMember(std::string_view name);
-
-  std::string text_ = "{";
-  bool first_ = true;      ///< no member yet
-  bool isResult_ = false;  ///< the object stands in a reply
-};
+/// Appends the beginning of a reply; `null` for an id that is not known. The value of `result` or
+/// `error` follows, and a closing brace.
+void startReply(std::string& out, std::string_view id, std::string_view member);
+/// Appends the value of `error`.
+void appendError(std::string& out, const Error& error);
+/// Appends the reply to a request that failed, without a line end.
+void appendErrorReply(std::string& out, std::string_view id, const Error& error);
+/// Appends a notification's line.
+void appendNotification(std::string& out, std::string_view method, std::string_view params);
 
 }  // namespace standin::rpc

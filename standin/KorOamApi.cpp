@@ -2,7 +2,11 @@
 
 #include <new>
 
+#include "records/Notifications.h"
 #include "standin/OamService.h"
+#include "standin/Replies.h"
+
+using standin::ObjectText;
 
 struct KorOamApi::Implementation {
   standin::OamService service;
@@ -18,6 +22,10 @@ int outcome(Operation&& operation) {
   } catch (const std::bad_alloc&) {
     return -1;
   }
+}
+
+void addBlock(ObjectText& members, std::string_view name, const Zel::Record& record) {
+  members.addFrom(name, [&] { standin::appendQuotedBlock(members.text(), record); });
 }
 
 }  // namespace
@@ -50,16 +58,23 @@ int KorOamApi::doRegister(const GetFunction& get, const GetBySessionFunction&,
 
 int KorOamApi::sendVmbSvcRegInd(Zel::OamSvcRegInd::SvcRegType type,
                                 const std::vector<unsigned short>& groups) {
-  return outcome([&] { return implementation_->service.sendSvcRegInd(type, groups); });
+  return outcome([&] {
+    return implementation_->service.sendGroups(standin::svcRegInd, type, groups,
+                                               standin::svcRegIndOutcome);
+  });
 }
 
 int KorOamApi::sendVmbSvcRegSetUpdateInd(Zel::OamSvcRegInd::SvcRegType type,
                                          const std::vector<unsigned short>& values) {
-  return outcome([&] { return implementation_->service.sendSvcRegSetUpdateInd(type, values); });
+  return outcome([&] {
+    return implementation_->service.sendGroups(standin::svcRegSetUpdateInd, type, values,
+                                               standin::svcRegSetUpdateOutcome);
+  });
 }
 
 int KorOamApi::sendVmbSvcRegEndInd() {
-  return outcome([&] { return implementation_->service.sendSvcRegEndInd(); });
+  return outcome(
+      [&] { return implementation_->service.send(standin::svcRegEndInd, [](auto&) {}); });
 }
 
 int KorOamApi::sendSetInd(boost::shared_ptr<Zel::Record>& record, Zel::ApplyActionType applyAction,
@@ -68,23 +83,38 @@ int KorOamApi::sendSetInd(boost::shared_ptr<Zel::Record>& record, Zel::ApplyActi
 }
 
 int KorOamApi::sendEvent(const boost::shared_ptr<Zel::Event>& event) {
-  return outcome([&] { return implementation_->service.sendEvent(*event); });
+  return outcome([&] {
+    return implementation_->service.send(
+        standin::event, [&](ObjectText& members) { addBlock(members, "event", *event); });
+  });
 }
 
 int KorOamApi::sendAlarm(const boost::shared_ptr<Zel::Alarm>& alarm) {
-  return outcome([&] { return implementation_->service.sendAlarm(*alarm); });
+  return outcome([&] {
+    return implementation_->service.send(
+        standin::alarm, [&](ObjectText& members) { addBlock(members, "alarm", *alarm); });
+  });
 }
 
 int KorOamApi::sendRecordUpdateEvent(const boost::shared_ptr<Zel::RecordUpdateEvent>& event,
                                      Zel::MgmtOpType opType) {
-  return outcome([&] { return implementation_->service.sendRecordUpdateEvent(*event, opType); });
+  return outcome([&] {
+    return implementation_->service.send(standin::recordUpdateEvent, [&](ObjectText& members) {
+      addBlock(members, "recordUpdateEvent", *event);
+      members.add("opType", std::int64_t{opType});
+    });
+  });
 }
 
 int KorOamApi::sendDeferredSetRspInd(unsigned short transactionId, Zel::MgmtResult result,
                                      const Zel::SafeStringT<256, false>& errorString,
                                      Zel::ApplyActionType applyAction) {
   return outcome([&] {
-    return implementation_->service.sendDeferredSetRspInd(transactionId, result, errorString,
-                                                          applyAction);
+    return implementation_->service.send(standin::deferredSetRsp, [&](ObjectText& members) {
+      members.add("transactionId", transactionId);
+      standin::addResult(members, result)
+          .add("errorString", errorString.c_str())
+          .add("applyAction", std::int64_t{applyAction});
+    });
   });
 }

@@ -1,21 +1,29 @@
-// Limits of the socket.
+// Limits of the socket. Each has a cheap refusal past it.
 #pragma once
 
 #include <cstddef>
 
 namespace standin {
 
-constexpr std::size_t maxLineBytes = std::size_t{1024} * 1024;
-constexpr std::size_t maxConnections = 64;
-/// Past it a connection's further requests are not read until it drains.
-constexpr std::size_t maxUnsentReplyBytes = std::size_t{4} * 1024 * 1024;
-/// Past it, notifications included, a connection is closed.
-constexpr std::size_t maxUnsentBytes = std::size_t{32} * 1024 * 1024;
-/// Requests of one connection that are read and not yet answered.
-constexpr std::size_t maxRequestsInFlight = 256;
-constexpr std::size_t maxRequestBytesInFlight = std::size_t{1024} * 1024;
-/// Requests of one batch, so that a line does not keep the main thread for long.
+constexpr std::size_t mebibyte = std::size_t{1024} * 1024;
+
+constexpr std::size_t maxLineBytes = mebibyte;
+/// Nesting of lists and objects in one request.
+constexpr unsigned int maxNesting = 32;
+constexpr std::size_t maxMembers = 64;         ///< of one object
+constexpr std::size_t maxLineMembers = 65536;  ///< of one line, in all objects
 constexpr std::size_t maxBatch = 4096;
+/// Bytes of one connection that are read and not served, without the line in turn.
+constexpr std::size_t maxWaitingBytes = mebibyte;
+/// Bytes of requests without an id whose clients are gone, in all.
+constexpr std::size_t maxOrphanBytes = 8 * mebibyte;
+constexpr std::size_t maxKeyBlocks = 4096;
+constexpr std::size_t maxGroups = 4096;
+constexpr std::size_t maxConnections = 64;
+/// Past it a connection's further requests are not served until it drains.
+constexpr std::size_t maxUnsentReplyBytes = 4 * mebibyte;
+/// Past it, notifications included, a connection is closed.
+constexpr std::size_t maxUnsentBytes = 32 * mebibyte;
 /// Set indications whose outcome nobody has reported.
 constexpr std::size_t maxOutstandingSetInds = 65536;
 

@@ -1,23 +1,33 @@
-// The loop that the main thread runs: signals, sockets and timers.
+// What the main thread does between the start and the end of the process.
 #pragma once
 
-#include <boost/asio/io_context.hpp>
-#include <functional>
+#include <atomic>
 
 namespace standin {
 
-/// The process's one loop. It is never destroyed, so that other threads may still post to it while
-/// `exit` runs.
-boost::asio::io_context& mainLoop();
+/// What the main thread has to do beside signals. All on the main thread.
+class MainDuty {
+ public:
+  /// Milliseconds for which the main thread may wait for a signal; -1 without end.
+  virtual int patience() = 0;
+  /// What is to be done now. Returns when `wakeDescriptor()` is readable or nothing is left.
+  virtual void attend() = 0;
+  /// The process stops. Comes once, before its main loop returns.
+  virtual void end() = 0;
 
-/// Runs the loop until it is stopped. Main thread only.
-void runMainLoop();
+ protected:
+  ~MainDuty() = default;
+};
 
-/// Says what the main thread does once the loop has ended, before the main loop of the process
-/// returns. Main thread only.
-void atEndOfMainLoop(std::function<void()> action);
+/// The one duty; lives until `end` has returned.
+void setMainDuty(MainDuty* duty);
 
-/// Does it, once.
-void endMainLoop();
+/// Has the main thread look at signals and at its duty. From any thread, also in a signal handler.
+void wakeMain();
+/// Readable once somebody has called `wakeMain`.
+int wakeDescriptor();
+
+/// Whether the process is stopping. From any thread; never waits.
+bool stopping();
 
 }  // namespace standin

@@ -1,12 +1,16 @@
-// The management requests of the socket. Parameters are read on the main thread; blocks are
-// decoded, and the daemon is called, on the callback thread.
+// The methods of the socket. Blocks are read, and the daemon is called, in the turn of the request.
+#include <unistd.h>
+
 #include <utility>
 
 #include "records/Block.h"
 #include "records/BoundedCopy.h"
 #include "records/Factories.h"
 #include "records/RecordKeys.h"
+#include "standin/Environment.h"
+#include "standin/Limits.h"
 #include "standin/OamService.h"
+#include "standin/Pauses.h"
 #include "standin/Replies.h"
 
 namespace standin {
@@ -27,7 +31,7 @@ std::string hexId(std::uint32_t id) { return "0x" + Zel::hexText(id); }
 
 /// Reads one key block of the record; throws a Refusal when it is none.
 boost::shared_ptr<Zel::RecordKeys> readKeys(std::uint32_t recordId, bool wildcardAllowed,
-                                            Block block) {
+                                            Block& block) {
   const auto& creators = Zel::RecordFactory::keysFuncMap();
   const auto create = creators.find(recordId);
   if (create == creators.end()) {
@@ -46,7 +50,7 @@ boost::shared_ptr<Zel::RecordKeys> readKeys(std::uint32_t recordId, bool wildcar
 }
 
 /// Reads a record block; throws a Refusal when it is none.
-boost::shared_ptr<Zel::Record> readRecord(Block block) {
+boost::shared_ptr<Zel::Record> readRecord(Block& block) {
   std::uint32_t recordId = 0;
   Zel::SerialStream stream = Zel::blockReader(block);
   if (!(stream >> recordId).good) {
@@ -69,176 +73,317 @@ boost::shared_ptr<Zel::Record> readRecord(Block block) {
   return record;
 }
 
-/// Answers with what `call` returns, or what the API answers itself.
-template <typename Call>
-void answer(rpc::ObjectText& text, Call&& call) {
-  Zel::ErrorString buffer;
-  try {
-    const Zel::MgmtResult result = call(buffer);
-    addResult(text, result).add("errorString", buffer.c_str());
-  } catch (const Refusal& refusal) {
-    addResult(text, refusal.result).add("errorString", refusal.why);
-  }
-}
-
 /// Adds a list of records or key sets, as blocks.
 template <typename List>
-rpc::ObjectText& addBlocks(rpc::ObjectText& text, std::string_view name, const List& list) {
-  return text.addArray(name, list.size(),
-                       [&](std::string& out, std::size_t i) { appendQuotedBlock(out, *list[i]); });
-}
-
-/// Answers a method whose callback returns nothing.
-void answerFilled(rpc::ObjectText& text, bool filled) {
-  addResult(text, filled ? Zel::MGMT_SUCCESS : Zel::MGMT_MISSING_CALLBACK);
+ObjectText& addBlocks(ObjectText& members, std::string_view name, const List& list) {
+  return members.addList(name, list.size(),
+                         [&](std::size_t i) { appendQuotedBlock(members.text(), *list[i]); });
 }
 
 }  // namespace
 
-const std::map<std::string, OamService::Prepare, std::less<>>& OamService::methods() {
-  static const std::map<std::string, Prepare, std::less<>> table = {
-      {"get", &OamService::prepareGet},
-      {"getKeys", &OamService::prepareGetKeys},
-      {"set", &OamService::prepareSet},
-      {"notify", &OamService::prepareNotify},
-      {"clear", &OamService::prepareClear},
-      {"initProvComplete", &OamService::prepareInitProvComplete},
-      {"svcRegInd", &OamService::prepareSvcRegInd},
-      {"svcRegResult", &OamService::prepareSvcRegResult},
-      {"setIndResult", &OamService::prepareSetIndResult},
-  };
-  return table;
+/// Answers with what `callback(errorString)` returns, or with what the API answers itself where
+/// `prepare()` throws a Refusal; `rest(members)` adds the further members of the result.
+template <typename Prepare, typename Callback, typename Rest>
+bool OamService::answer(Turn& turn, Count& count, Prepare&& prepare, Callback&& callback,
+                        Rest&& rest) {
+  Zel::MgmtResult result = Zel::MGMT_SUCCESS;
+  Zel::ErrorString errorString;
+  std::string why;
+  try {
+    prepare(errorString);
+    if (!turn.mayCall) return false;
+    ++count.requests;
+    turn.take();
+    call([&] { result = callback(errorString); });
+  } catch (Refusal& refusal) {
+    ++count.requests;
+    result = refusal.result;
+    why = std::move(refusal.why);
+  }
+  turn.result([&](std::string& out) {
+    ObjectText members(out);
+    addResult(members, result).add("errorString", why.empty() ? errorString.c_str() : why.c_str());
+    rest(members);
+    members.end();
+  });
+  return true;
 }
 
-OamService::Work OamService::prepareGet(Parameters& parameters) {
+/// Answers a method whose result is nothing but the outcome; `callback()` returns that.
+template <typename Callback>
+bool OamService::answerSlot(Turn& turn, Count& count, bool filled, Callback&& callback) {
+  if (filled && !turn.mayCall) return false;
+  ++count.requests;
+  Zel::MgmtResult result = Zel::MGMT_MISSING_CALLBACK;
+  if (filled) {
+    turn.take();
+    result = callback();
+  }
+  turn.result([&](std::string& out) {
+    ObjectText members(out);
+    addResult(members, result).end();
+  });
+  return true;
+}
+
+bool OamService::get(Turn& turn, Parameters& parameters, Count& count) {
   const std::uint32_t recordId = parameters.recordId("recordId");
-  std::vector<Block> keyBlocks = parameters.blocks("queryKeys");
+  std::vector<Block> blocks = parameters.blocks("queryKeys", maxKeyBlocks);
   const bool wildcardAllowed = parameters.flag("wildcardAllowed", false);
   const auto batchSize = static_cast<std::uint16_t>(parameters.number("batchSize", 0xFFFF, 0));
   const bool clearOnRead = parameters.flag("clearOnRead", false);
-  return [=, this, keyBlocks = std::move(keyBlocks)](rpc::ObjectText& text) {
-    Zel::RecordList records;
-    const auto call = [&](Zel::ErrorString& errorString) {
-      if (!slots_.get) throw missingCallback("get");
-      Zel::RecordKeysList queryKeys;
-      for (const Block& block : keyBlocks) {
-        queryKeys.push_back(readKeys(recordId, wildcardAllowed, block));
-      }
-      return slots_.get(recordId, queryKeys, batchSize, clearOnRead, records, errorString);
-    };
-    answer(text, call);
-    addBlocks(text, "records", records);
-  };
+  parameters.finish();
+  Zel::RecordKeysList queryKeys;
+  Zel::RecordList records;
+  return answer(
+      turn, count,
+      [&](Zel::ErrorString&) {
+        if (!slots_.get) throw missingCallback("get");
+        for (Block& block : blocks) {
+          queryKeys.push_back(readKeys(recordId, wildcardAllowed, block));
+        }
+      },
+      [&](Zel::ErrorString& errorString) {
+        return slots_.get(recordId, queryKeys, batchSize, clearOnRead, records, errorString);
+      },
+      [&](ObjectText& members) { addBlocks(members, "records", records); });
 }
 
-OamService::Work OamService::prepareGetKeys(Parameters& parameters) {
+bool OamService::getKeys(Turn& turn, Parameters& parameters, Count& count) {
   const std::uint32_t recordId = parameters.recordId("recordId");
   std::optional<Block> queryBlock = parameters.optionalBlock("queryKeys");
   const bool wildcardAllowed = parameters.flag("wildcardAllowed", false);
   std::optional<Block> lastSentBlock = parameters.optionalBlock("lastSentKeys");
   const bool firstRequest = parameters.flag("firstRequest", !lastSentBlock);
   const auto batchSize = static_cast<std::uint16_t>(parameters.number("batchSize", 0xFFFF, 0));
-  return [=, this, queryBlock = std::move(queryBlock),
-          lastSentBlock = std::move(lastSentBlock)](rpc::ObjectText& text) {
-    Zel::RecordKeysList keys;
-    bool lastBatch = false;
-    const auto call = [&](Zel::ErrorString& errorString) {
-      if (!slots_.getKeys) throw missingCallback("getKeys");
-      Zel::RecordKeysWrapper query, lastSent;
-      if (queryBlock) query.keys = readKeys(recordId, wildcardAllowed, *queryBlock);
-      if (lastSentBlock) lastSent.keys = readKeys(recordId, false, *lastSentBlock);
-      return slots_.getKeys(recordId, batchSize, firstRequest, query, lastSent, keys, errorString,
-                            lastBatch);
-    };
-    answer(text, call);
-    addBlocks(text, "keys", keys).add("lastBatch", lastBatch);
-  };
+  parameters.finish();
+  Zel::RecordKeysWrapper query, lastSent;
+  Zel::RecordKeysList keys;
+  bool lastBatch = false;
+  return answer(
+      turn, count,
+      [&](Zel::ErrorString&) {
+        if (!slots_.getKeys) throw missingCallback("getKeys");
+        if (queryBlock) query.keys = readKeys(recordId, wildcardAllowed, *queryBlock);
+        if (lastSentBlock) lastSent.keys = readKeys(recordId, false, *lastSentBlock);
+      },
+      [&](Zel::ErrorString& errorString) {
+        return slots_.getKeys(recordId, batchSize, firstRequest, query, lastSent, keys, errorString,
+                              lastBatch);
+      },
+      [&](ObjectText& members) { addBlocks(members, "keys", keys).add("lastBatch", lastBatch); });
 }
 
-OamService::Work OamService::prepareSet(Parameters& parameters) {
+bool OamService::set(Turn& turn, Parameters& parameters, Count& count) {
   Block block = parameters.block("record");
   const auto opType = static_cast<Zel::MgmtOpType>(parameters.number("opType"));
   const bool regDownloadFlag = parameters.flag("regDownloadFlag", false);
-  const auto requested =
+  auto applyAction =
       static_cast<Zel::ApplyActionType>(parameters.number("applyAction", 0xFFFFFFFF, 0));
   const auto transactionId =
       static_cast<std::uint16_t>(parameters.number("transactionId", 0xFFFF, 0));
-  const std::string givenErrorString = parameters.text("errorString", "");
-  return [=, this, block = std::move(block)](rpc::ObjectText& text) {
-    Zel::ApplyActionType applyAction = requested;
-    const auto call = [&](Zel::ErrorString& errorString) {
-      if (!slots_.set) throw missingCallback("set");
-      const boost::shared_ptr<Zel::Record> record = readRecord(block);
-      Zel::boundedCopy(errorString.data(), givenErrorString.c_str(), Zel::ErrorString::size());
-      return slots_.set(record, opType, regDownloadFlag, applyAction, errorString, transactionId);
-    };
-    answer(text, call);
-    text.add("applyAction", std::int64_t{applyAction});
-  };
+  const std::string given = parameters.text("errorString", "");
+  parameters.finish();
+  boost::shared_ptr<Zel::Record> record;
+  return answer(
+      turn, count,
+      [&](Zel::ErrorString& errorString) {
+        if (!slots_.set) throw missingCallback("set");
+        record = readRecord(block);
+        Zel::boundedCopy(errorString.data(), given.c_str(), Zel::ErrorString::size());
+      },
+      [&](Zel::ErrorString& errorString) {
+        return slots_.set(record, opType, regDownloadFlag, applyAction, errorString, transactionId);
+      },
+      [&](ObjectText& members) { members.add("applyAction", std::int64_t{applyAction}); });
 }
 
-OamService::Work OamService::prepareNotify(Parameters& parameters) {
+bool OamService::notify(Turn& turn, Parameters& parameters, Count& count) {
   Block block = parameters.block("record");
   const auto opType = static_cast<Zel::MgmtOpType>(parameters.number("opType"));
   const bool regDownloadFlag = parameters.flag("regDownloadFlag", false);
   const auto applyAction =
       static_cast<Zel::ApplyActionType>(parameters.number("applyAction", 0xFFFFFFFF, 0));
-  return [=, this, block = std::move(block)](rpc::ObjectText& text) {
-    const auto call = [&](Zel::ErrorString&) {
-      if (!slots_.notify) throw missingCallback("notify");
-      return slots_.notify(readRecord(block), opType, regDownloadFlag, applyAction);
-    };
-    answer(text, call);
-  };
+  parameters.finish();
+  boost::shared_ptr<Zel::Record> record;
+  return answer(
+      turn, count,
+      [&](Zel::ErrorString&) {
+        if (!slots_.notify) throw missingCallback("notify");
+        record = readRecord(block);
+      },
+      [&](Zel::ErrorString&) {
+        return slots_.notify(record, opType, regDownloadFlag, applyAction);
+      },
+      [](ObjectText&) {});
 }
 
-OamService::Work OamService::prepareClear(Parameters& parameters) {
+bool OamService::clear(Turn& turn, Parameters& parameters, Count& count) {
   const std::uint32_t recordId = parameters.recordId("recordId");
-  return [=, this](rpc::ObjectText& text) {
-    const auto call = [&](Zel::ErrorString& errorString) {
-      if (!slots_.clear) throw missingCallback("clear");
-      return slots_.clear(recordId, errorString);
-    };
-    answer(text, call);
-  };
+  parameters.finish();
+  return answer(
+      turn, count,
+      [&](Zel::ErrorString&) {
+        if (!slots_.clear) throw missingCallback("clear");
+      },
+      [&](Zel::ErrorString& errorString) { return slots_.clear(recordId, errorString); },
+      [](ObjectText&) {});
 }
 
-OamService::Work OamService::prepareInitProvComplete(Parameters&) {
-  return [this](rpc::ObjectText& text) {
-    if (slots_.initProvComplete) slots_.initProvComplete();
-    answerFilled(text, bool(slots_.initProvComplete));
-  };
+bool OamService::initProvComplete(Turn& turn, Parameters& parameters, Count& count) {
+  parameters.finish();
+  return answerSlot(turn, count, bool(slots_.initProvComplete), [&] {
+    call([&] { slots_.initProvComplete(); });
+    return Zel::MGMT_SUCCESS;
+  });
 }
 
-OamService::Work OamService::prepareSvcRegInd(Parameters&) {
-  return [this](rpc::ObjectText& text) {
-    if (slots_.svcRegInd) slots_.svcRegInd();
-    answerFilled(text, bool(slots_.svcRegInd));
-  };
+bool OamService::svcRegInd(Turn& turn, Parameters& parameters, Count& count) {
+  parameters.finish();
+  return answerSlot(turn, count, bool(slots_.svcRegInd), [&] {
+    call([&] { slots_.svcRegInd(); });
+    return Zel::MGMT_SUCCESS;
+  });
 }
 
-OamService::Work OamService::prepareSvcRegResult(Parameters& parameters) {
+bool OamService::svcRegResult(Turn& turn, Parameters& parameters, Count& count) {
   const std::uint32_t kind = parameters.number("kind");
   const auto result = static_cast<Zel::MgmtResult>(parameters.result("result"));
-  std::vector<std::uint16_t> groups = parameters.groups("groups");
-  return [=, this, groups = std::move(groups)](rpc::ObjectText& text) {
-    if (slots_.svcRegResult) reportOutcome(kind, result, groups);
-    answerFilled(text, bool(slots_.svcRegResult));
-  };
+  const std::vector<std::uint16_t> groups = parameters.groups("groups", maxGroups);
+  parameters.finish();
+  return answerSlot(turn, count, bool(slots_.svcRegResult), [&] {
+    reportOutcome(kind, result, groups);
+    return Zel::MGMT_SUCCESS;
+  });
 }
 
-OamService::Work OamService::prepareSetIndResult(Parameters& parameters) {
+bool OamService::setIndResult(Turn& turn, Parameters& parameters, Count& count) {
   const std::uint32_t setIndId = parameters.number("setIndId");
   const auto result = static_cast<Zel::MgmtResult>(parameters.result("result"));
-  return [=, this](rpc::ObjectText& text) {
-    if (!slots_.setIndResult) return answerFilled(text, false);
-    const boost::shared_ptr<Zel::Record> record = takeSetInd(setIndId);
-    if (!record) {
-      throw rpc::Error{rpc::badParameters, "setIndId " + std::to_string(setIndId) +
-                                               " names no outstanding set indication"};
+  parameters.finish();
+  const bool filled = bool(slots_.setIndResult);
+  if (filled && !turn.mayCall) return false;
+  const boost::shared_ptr<Zel::Record> record = filled ? takeSetInd(setIndId) : nullptr;
+  if (filled && !record) {
+    ++count.requests;
+    throw rpc::Error{rpc::badParameters, "setIndId " + std::to_string(setIndId) +
+                                             " is not an outstanding set indication"};
+  }
+  return answerSlot(turn, count, filled, [&] {
+    Zel::MgmtResult outcome = Zel::MGMT_SUCCESS;
+    call([&] { outcome = slots_.setIndResult(record, result); });
+    return outcome;
+  });
+}
+
+bool OamService::changeSubscription(Turn& turn, Parameters& parameters, Count& count, bool wanted) {
+  parameters.finish();
+  ++count.requests;
+  turn.take();
+  if (turn.connection() != nullptr) server_.subscribe(*turn.connection(), wanted);
+  turn.result([&](std::string& out) {
+    ObjectText(out).add("subscribed", wanted).add("connection", turn.number).end();
+  });
+  return true;
+}
+
+bool OamService::subscribe(Turn& turn, Parameters& parameters, Count& count) {
+  return changeSubscription(turn, parameters, count, true);
+}
+
+bool OamService::unsubscribe(Turn& turn, Parameters& parameters, Count& count) {
+  return changeSubscription(turn, parameters, count, false);
+}
+
+bool OamService::status(Turn& turn, Parameters& parameters, Count& count) {
+  parameters.finish();
+  ++count.requests;
+  turn.result([&](std::string& out) {
+    ObjectText members(out);
+    writeStatus(members, turn);
+    members.end();
+  });
+  return true;
+}
+
+void OamService::writeStatus(ObjectText& members, const Turn& turn) const {
+  std::string& text = members.text();
+  const auto addCounts = [&](ObjectText& counts, std::uint64_t Count::*which) {
+    for (const auto& [name, method] : methods_) {
+      if (method.count.*which != 0) counts.add(name, method.count.*which);
     }
-    addResult(text, slots_.setIndResult(record, result));
   };
+  const SocketServer::Counters& counters = server_.counters();
+  const auto uptime = std::chrono::duration_cast<std::chrono::seconds>(
+      std::chrono::steady_clock::now() - startTime_);
+  members.add("version", QUORIN_VERSION)
+      .addList("commandLine", commandLine().size(),
+               [&](std::size_t i) { appendQuoted(text, commandLine()[i]); })
+      .add("connection", turn.number)
+      .add("pid", ::getpid())
+      .add("uptimeSeconds", uptime.count())
+      .add("auto", environment().automatic)
+      .add("clock", environment().manualClock ? "manual" : "real")
+      .add("logLevel", zelLogLevelThreshold);
+  members.addObject("slots", [&](ObjectText& slots) {
+    slots.add("get", bool(slots_.get))
+        .add("getKeys", bool(slots_.getKeys))
+        .add("set", bool(slots_.set))
+        .add("notify", bool(slots_.notify))
+        .add("clear", bool(slots_.clear))
+        .add("initProvComplete", bool(slots_.initProvComplete))
+        .add("svcRegInd", bool(slots_.svcRegInd))
+        .add("svcRegResult", bool(slots_.svcRegResult))
+        .add("setIndResult", bool(slots_.setIndResult));
+  });
+  members.addObject("serviceRegistration", [&](ObjectText& registration) {
+    auto group = confirmedGroups_.begin();
+    registration
+        .addList("groups", confirmedGroups_.size(),
+                 [&](std::size_t) { appendGroup(text, *group++); })
+        .add("lastIndication", lastIndication_);
+  });
+  const std::vector<Pauses::Pause> pauses = Pauses::instance().all();
+  members.addList("pauses", pauses.size(), [&](std::size_t i) {
+    const double left = std::chrono::duration<double>(pauses[i].left).count();
+    ObjectText(text)
+        .add("thread", pauses[i].ofCallback ? "callback" : "simulator")
+        .addFrom("secondsLeft", [&] { text += std::to_string(left); })
+        .end();
+  });
+  members.addObject("counters", [&](ObjectText& all) {
+    all.addObject("requests", [&](ObjectText& counts) { addCounts(counts, &Count::requests); })
+        .addObject("answered", [&](ObjectText& counts) { addCounts(counts, &Count::answered); })
+        .addObject("notifications",
+                   [&](ObjectText& counts) {
+                     for (std::size_t i = 0; i < notificationCounts_.size(); ++i) {
+                       if (notificationCounts_[i] == 0) continue;
+                       counts.add(notificationNames[i], notificationCounts_[i]);
+                     }
+                   })
+        .addObject("connections",
+                   [&](ObjectText& connections) {
+                     connections.add("made", counters.made)
+                         .add("refused", counters.refused)
+                         .add("cutOff", counters.cutOff);
+                   })
+        .add("dropped", counters.dropped);
+  });
+  members.addObject("limits", [](ObjectText& limits) {
+    limits.add("lineBytes", maxLineBytes)
+        .add("nesting", maxNesting)
+        .add("objectMembers", maxMembers)
+        .add("lineMembers", maxLineMembers)
+        .add("batchRequests", maxBatch)
+        .add("waitingBytes", maxWaitingBytes)
+        .add("orphanBytes", maxOrphanBytes)
+        .add("keyBlocks", maxKeyBlocks)
+        .add("groups", maxGroups)
+        .add("connections", maxConnections)
+        .add("unsentReplyBytes", maxUnsentReplyBytes)
+        .add("unsentBytes", maxUnsentBytes);
+  });
 }
 
 }  // namespace standin

@@ -1,31 +1,21 @@
 #include "standin/Parameters.h"
 
 #include <algorithm>
-#include <boost/json/array.hpp>
-#include <boost/json/value.hpp>
 #include <charconv>
 #include <limits>
 
 #include "records/Hex.h"
 #include "standin/JsonRpc.h"
-
-namespace json = boost::json;
+#include "standin/Limits.h"
 
 namespace standin {
+
+using Kind = JsonValue::Kind;
+
 namespace {
 
 [[noreturn]] void refuse(std::string_view name, const std::string& what) {
   throw rpc::Error{rpc::badParameters, std::string(name) + " " + what};
-}
-
-std::optional<std::int64_t> integer(const json::value& value) {
-  if (const auto* number = value.if_int64()) return *number;
-  if (const auto* number = value.if_uint64()) {
-    return *number <= std::numeric_limits<std::int64_t>::max()
-               ? std::optional(static_cast<std::int64_t>(*number))
-               : std::nullopt;
-  }
-  return std::nullopt;
 }
 
 std::optional<std::int64_t> hexInteger(std::string_view text) {
@@ -41,9 +31,9 @@ std::optional<std::int64_t> hexInteger(std::string_view text) {
 }
 
 // An integer, or a string in hexadecimal with 0x.
-std::uint32_t identifier(std::string_view name, const json::value& value, std::int64_t max) {
+std::uint32_t identifier(std::string_view name, const JsonValue& value, std::int64_t max) {
   const std::optional<std::int64_t> number =
-      value.is_string() ? hexInteger(value.get_string()) : integer(value);
+      value.is(Kind::text) ? hexInteger(value.text) : value.integer();
   if (!number || *number < 0 || *number > max) {
     refuse(name, "must be an integer from 0 to " + std::to_string(max) +
                      " or a string in hexadecimal with 0x");
@@ -51,38 +41,57 @@ std::uint32_t identifier(std::string_view name, const json::value& value, std::i
   return static_cast<std::uint32_t>(*number);
 }
 
-Block blockOf(std::string_view name, const json::value& value) {
-  if (!value.is_string()) refuse(name, "must be a string of hexadecimal digits");
-  std::optional<Block> block = Zel::fromHex(value.get_string());
+Block blockOf(std::string_view name, const JsonValue& value) {
+  if (!value.is(Kind::text)) refuse(name, "must be a string of hexadecimal digits");
+  std::optional<Block> block = Zel::fromHex(value.text);
   if (!block) refuse(name, "must be an even number of hexadecimal digits");
   return std::move(*block);
 }
 
-const json::array& arrayOf(std::string_view name, const json::value& value) {
-  if (!value.is_array()) refuse(name, "must be a list");
-  return value.get_array();
-}
-
-std::string element(std::string_view name, std::size_t index) {
-  return std::string(name) + "[" + std::to_string(index) + "]";
+/// Reads a list of at most `max` values with `read(name, value)`.
+template <typename Value, typename Read>
+std::vector<Value> listOf(std::string_view name, const JsonValue& list, std::size_t max,
+                          Read&& read) {
+  if (!list.is(Kind::list)) refuse(name, "must be a list");
+  if (list.count > max) refuse(name, "must hold at most " + std::to_string(max) + " values");
+  std::vector<Value> values;
+  values.reserve(list.count);
+  const JsonValue* at = &list + 1;
+  for (std::uint32_t i = 0; i < list.count; ++i, at = at->next()) {
+    try {
+      values.push_back(read(name, *at));
+    } catch (rpc::Error& error) {
+      error.message.insert(name.size(), "[" + std::to_string(i) + "]");
+      throw;
+    }
+  }
+  return values;
 }
 
 }  // namespace
 
 void Parameters::refusePositional() const {
-  if (positional_) {
+  if (params_ != nullptr && params_->is(Kind::list) && params_->count != 0) {
     throw rpc::Error{rpc::badParameters, "parameters are given by name, in an object"};
   }
 }
 
-const json::value* Parameters::find(std::string_view name) {
+const JsonValue* Parameters::find(std::string_view name) {
+  static_assert(maxMembers <= 64, "a bit for each");
   refusePositional();
-  asked_.push_back(name);
-  return params_ == nullptr ? nullptr : params_->if_contains(name);
+  if (params_ == nullptr) return nullptr;
+  const JsonValue* found = nullptr;
+  const JsonValue* at = params_ + 1;
+  for (std::uint32_t i = 0; i < params_->count; ++i, at = (at + 1)->next()) {
+    if (at->text != name) continue;
+    asked_ |= std::uint64_t{1} << i;
+    found = at + 1;
+  }
+  return found;
 }
 
-const json::value& Parameters::require(std::string_view name) {
-  const json::value* value = find(name);
+const JsonValue& Parameters::require(std::string_view name) {
+  const JsonValue* value = find(name);
   if (value == nullptr) refuse(name, "is missing");
   return *value;
 }
@@ -91,17 +100,14 @@ std::uint32_t Parameters::recordId(std::string_view name) {
   return identifier(name, require(name), 0xFFFFFFFF);
 }
 
-std::vector<std::uint16_t> Parameters::groups(std::string_view name) {
-  std::vector<std::uint16_t> groups;
-  for (const json::value& value : arrayOf(name, require(name))) {
-    groups.push_back(
-        static_cast<std::uint16_t>(identifier(element(name, groups.size()), value, 0xFFFF)));
-  }
-  return groups;
+std::vector<std::uint16_t> Parameters::groups(std::string_view name, std::size_t max) {
+  return listOf<std::uint16_t>(name, require(name), max, [](auto given, const JsonValue& value) {
+    return static_cast<std::uint16_t>(identifier(given, value, 0xFFFF));
+  });
 }
 
 std::uint32_t Parameters::number(std::string_view name, std::uint32_t max) {
-  const std::optional<std::int64_t> number = integer(require(name));
+  const std::optional<std::int64_t> number = require(name).integer();
   if (!number || *number < 0 || *number > max) {
     refuse(name, "must be an integer from 0 to " + std::to_string(max));
   }
@@ -109,15 +115,13 @@ std::uint32_t Parameters::number(std::string_view name, std::uint32_t max) {
 }
 
 std::uint32_t Parameters::number(std::string_view name, std::uint32_t max, std::uint32_t fallback) {
-  if (params_ != nullptr && params_->contains(name)) return number(name, max);
-  asked_.push_back(name);
-  return fallback;
+  return find(name) == nullptr ? fallback : number(name, max);
 }
 
 std::int32_t Parameters::result(std::string_view name) {
   constexpr std::int64_t min = std::numeric_limits<std::int32_t>::min();
   constexpr std::int64_t max = std::numeric_limits<std::uint32_t>::max();
-  const std::optional<std::int64_t> number = integer(require(name));
+  const std::optional<std::int64_t> number = require(name).integer();
   if (!number || *number < min || *number > max) {
     refuse(name, "must be an integer from " + std::to_string(min) + " to " + std::to_string(max));
   }
@@ -125,42 +129,38 @@ std::int32_t Parameters::result(std::string_view name) {
 }
 
 bool Parameters::flag(std::string_view name, bool fallback) {
-  const json::value* value = find(name);
+  const JsonValue* value = find(name);
   if (value == nullptr) return fallback;
-  if (!value->is_bool()) refuse(name, "must be true or false");
-  return value->get_bool();
+  if (!value->is(Kind::boolean)) refuse(name, "must be true or false");
+  return value->truth;
 }
 
 std::string Parameters::text(std::string_view name, std::string_view fallback) {
-  const json::value* value = find(name);
+  const JsonValue* value = find(name);
   if (value == nullptr) return std::string(fallback);
-  if (!value->is_string()) refuse(name, "must be a string");
-  return std::string(value->get_string());
+  if (!value->is(Kind::text)) refuse(name, "must be a string");
+  return std::string(value->text);
 }
 
 Block Parameters::block(std::string_view name) { return blockOf(name, require(name)); }
 
 std::optional<Block> Parameters::optionalBlock(std::string_view name) {
-  const json::value* value = find(name);
+  const JsonValue* value = find(name);
   return value == nullptr ? std::nullopt : std::optional(blockOf(name, *value));
 }
 
-std::vector<Block> Parameters::blocks(std::string_view name) {
-  std::vector<Block> blocks;
-  if (const json::value* value = find(name)) {
-    for (const json::value& entry : arrayOf(name, *value)) {
-      blocks.push_back(blockOf(element(name, blocks.size()), entry));
-    }
-  }
-  return blocks;
+std::vector<Block> Parameters::blocks(std::string_view name, std::size_t max) {
+  const JsonValue* value = find(name);
+  return value == nullptr ? std::vector<Block>() : listOf<Block>(name, *value, max, blockOf);
 }
 
 void Parameters::finish() const {
   refusePositional();
   if (params_ == nullptr) return;
-  for (const auto& member : *params_) {
-    if (std::find(asked_.begin(), asked_.end(), member.key()) == asked_.end()) {
-      refuse(member.key(), "is no parameter of this method");
+  const JsonValue* name = params_ + 1;
+  for (std::uint32_t i = 0; i < params_->count; ++i, name = (name + 1)->next()) {
+    if ((asked_ >> i & 1) == 0) {
+      refuse(rpc::shown(name->text), "is not a parameter of this method");
     }
   }
 }

@@ -1,12 +1,13 @@
 // Reading the parameters of one request, each by its name.
 #pragma once
 
-#include <boost/json/object.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "standin/JsonDocument.h"
 
 namespace standin {
 
@@ -17,12 +18,11 @@ using Block = std::vector<std::uint8_t>;
 /// asked for is an error, too.
 class Parameters {
  public:
-  /// `params` may be null, as an empty object.
-  Parameters(const boost::json::object* params, bool positional)
-      : params_(params), positional_(positional) {}
+  /// `params` may be null, as an empty object; an empty list is one, too.
+  explicit Parameters(const JsonValue* params) : params_(params) {}
 
   std::uint32_t recordId(std::string_view name);
-  std::vector<std::uint16_t> groups(std::string_view name);
+  std::vector<std::uint16_t> groups(std::string_view name, std::size_t max);
   std::uint32_t number(std::string_view name, std::uint32_t max = 0xFFFFFFFF);
   std::uint32_t number(std::string_view name, std::uint32_t max, std::uint32_t fallback);
   /// A management result, which may be negative.
@@ -32,18 +32,17 @@ class Parameters {
   Block block(std::string_view name);
   std::optional<Block> optionalBlock(std::string_view name);
   /// A list of blocks; empty when the parameter is left out.
-  std::vector<Block> blocks(std::string_view name);
+  std::vector<Block> blocks(std::string_view name, std::size_t max);
 
   void finish() const;
 
  private:
   void refusePositional() const;
-  const boost::json::value* find(std::string_view name);
-  const boost::json::value& require(std::string_view name);
+  const JsonValue* find(std::string_view name);
+  const JsonValue& require(std::string_view name);
 
-  const boost::json::object* const params_;
-  const bool positional_;
-  std::vector<std::string_view> asked_;
+  const JsonValue* const params_;
+  std::uint64_t asked_ = 0;  ///< the members that somebody asked for, a bit each
 };
 
 }  // namespace standin

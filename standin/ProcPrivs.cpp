@@ -30,8 +30,8 @@ int switchTo(uid_t user, gid_t group) {
   if (::setresuid(user, user, user) != 0) return errno;
 
   if (!runsAs(user, group)) return EPERM;
-  if (user != 0 && (::setuid(0) == 0 || ::seteuid(0) == 0)) return EPERM;
-  if (group != 0 && (::setgid(0) == 0 || ::setegid(0) == 0)) return EPERM;
+  if (::setuid(0) == 0 || ::seteuid(0) == 0) return EPERM;
+  if (::setgid(0) == 0 || ::setegid(0) == 0) return EPERM;
   return 0;
 }
 
@@ -66,6 +66,8 @@ int ProcPrivs::applyPrivileges() {
   if (groupEntry == nullptr) return lookUpError();
   const gid_t group = groupEntry->gr_gid;
 
+  // An account that is root's by another name leaves everything as it is.
+  if (user == 0 || group == 0) return EPERM;
   if (!runsAs(user, group)) {
     if (const int error = switchTo(user, group); error != 0) return error;
   }

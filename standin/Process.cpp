@@ -1,50 +1,112 @@
 // The process framework: command line, signals, main loop, pauses.
 #include "platform/Process.h"
 
+#include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
-#include <boost/asio/signal_set.hpp>
 #include <boost/program_options/parsers.hpp>
-#include <boost/system/system_error.hpp>
+#include <cerrno>
 #include <chrono>
-#include <condition_variable>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
-#include <mutex>
 #include <utility>
 
+#include "standin/Environment.h"
 #include "standin/MainLoop.h"
+#include "standin/Pauses.h"
 #include "standin/ServiceManager.h"
 #include "standin/StandardError.h"
-#include "standin/StopWatch.h"
 
 namespace po = boost::program_options;
+
+namespace standin {
+namespace {
+
+std::atomic<bool> isStopping{false};
+std::atomic<int> mainEvents{-1};
+MainDuty* mainDuty = nullptr;
+
+}  // namespace
+
+void setMainDuty(MainDuty* duty) { mainDuty = duty; }
+
+void wakeMain() {
+  const std::uint64_t one = 1;
+  if (::write(mainEvents, &one, sizeof one) < 0) return;  // it is awake already
+}
+
+int wakeDescriptor() { return mainEvents; }
+
+bool stopping() { return isStopping; }
+
+}  // namespace standin
 
 namespace Zel {
 namespace {
 
+constexpr int reported[] = {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGUSR2, SIGQUIT, SIGCHLD};
+/// A stop may take so long, counted from the signal; a thread may hang in a write nobody reads.
+constexpr unsigned int longestStop = 3;
+
 std::atomic<Process*> theProcess{nullptr};
+std::atomic<std::uint64_t> arrivedSignals{0};  ///< a bit each
 
-/// Whether the process is stopping, and who pauses until then.
-struct StopSignal {
-  std::mutex mutex;
-  std::condition_variable raised;
-  bool stopping = false;
-};
-
-// Never destroyed: a thread may pause while `exit` destroys what is static.
-StopSignal& stopSignal() {
-  static auto& signal = *new StopSignal;
-  return signal;
+void takeSignal(int signal) {
+  const int error = errno;
+  if (signal == SIGTERM || signal == SIGINT) ::alarm(longestStop);
+  arrivedSignals |= std::uint64_t{1} << signal;
+  standin::wakeMain();
+  errno = error;
 }
 
-// Never destroyed: a second signal while the process ends must not kill it.
-boost::asio::signal_set& caughtSignals() {
-  static auto& signals = *new boost::asio::signal_set(standin::mainLoop());
+// The stop has taken too long, whatever the threads are doing.
+void endAtOnce(int) {
+  pollfd standardError{STDERR_FILENO, POLLOUT, 0};
+  constexpr char text[] = "quorin: a thread does not end; the process ends without it\n";
+  if (::poll(&standardError, 1, 0) == 1 &&  // nobody may be reading that, either
+      ::write(STDERR_FILENO, text, sizeof text - 1) < 0) {
+    ::_exit(0);
+  }
+  ::_exit(0);
+}
+
+sigset_t caughtSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : reported) sigaddset(&signals, signal);
+  sigaddset(&signals, SIGALRM);
   return signals;
+}
+
+/// The main thread takes all signals, so that none interrupts what other threads write: threads
+/// that are made from now on block them.
+bool catchSignals() {
+  // Writing where nobody reads, or more than a file may hold, is an error of that write alone.
+  for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
+  const sigset_t signals = caughtSignals();
+  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  if (standin::mainEvents < 0) standin::mainEvents = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (standin::mainEvents < 0) {
+    standin::complain(std::string("cannot set up the main loop: ") + std::strerror(errno));
+    return false;
+  }
+  arrivedSignals = 0;
+  struct sigaction action {};
+  action.sa_flags = SA_RESTART;
+  action.sa_mask = signals;
+  action.sa_handler = takeSignal;
+  for (const int signal : reported) ::sigaction(signal, &action, nullptr);
+  action.sa_handler = endAtOnce;
+  ::sigaction(SIGALRM, &action, nullptr);
+  return true;
 }
 
 // What signals do.
@@ -63,29 +125,6 @@ void deliver(Process& process, int signal) {
     default:
       return process.halt();
   }
-}
-
-void awaitSignal(Process& process) {
-  caughtSignals().async_wait([&process](const boost::system::error_code& error, int signal) {
-    if (error) return;
-    awaitSignal(process);
-    deliver(process, signal);
-  });
-}
-
-bool catchSignals(Process& process) {
-  // Writing where nobody reads, or more than a file may hold, is an error of that write alone.
-  for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
-  try {
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGUSR2, SIGQUIT, SIGCHLD}) {
-      caughtSignals().add(signal);
-    }
-  } catch (const boost::system::system_error& error) {
-    standin::complain("cannot set up the main loop: " + error.code().message());
-    return false;
-  }
-  awaitSignal(process);
-  return true;
 }
 
 }  // namespace
@@ -127,31 +166,26 @@ struct Process::Implementation {
 Process::Process(int argc, char** argv, unsigned int, const po::options_description& options)
     : implementation_(std::make_unique<Implementation>()) {
   theProcess = this;
-  {
-    const std::lock_guard lock(stopSignal().mutex);
-    stopSignal().stopping = false;
-  }
+  standin::isStopping = false;
+  standin::Pauses::instance().restart();
+  standin::noteCommandLine(argc, argv);
   // What the process makes is its own, unless it says otherwise.
   ::umask(S_IRWXG | S_IRWXO);
   // A console line reaches its reader when it is written, not when a buffer is full.
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-  good = implementation_->parse(argc, argv, options) && catchSignals(*this);
+  good = implementation_->parse(argc, argv, options) && catchSignals();
 }
 
 Process::~Process() {
-  standin::StopWatch::instance().callOff();
-  if (good) caughtSignals().cancel();
+  ::alarm(0);
   theProcess = nullptr;
 }
 
 void Process::halt() {
-  {
-    const std::lock_guard lock(stopSignal().mutex);
-    // The loop runs once more to send what is answered: a second stop must not cut that off.
-    if (std::exchange(stopSignal().stopping, true)) return;
-  }
-  stopSignal().raised.notify_all();
-  standin::mainLoop().stop();
+  if (standin::isStopping.exchange(true)) return;
+  ::alarm(longestStop);
+  standin::Pauses::instance().stop();
+  standin::wakeMain();
 }
 
 void Process::quit() { halt(); }
@@ -163,24 +197,31 @@ void Process::childTerm() {}
 const po::variables_map& Process::programOptions() const { return implementation_->variables; }
 
 int Process::operator()() {
-  standin::runMainLoop();
-  standin::StopWatch::instance().start();
+  const sigset_t signals = caughtSignals();
+  ::pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+  while (!exiting()) {
+    pollfd events{standin::wakeDescriptor(), POLLIN, 0};
+    ::poll(&events, 1, standin::mainDuty != nullptr ? standin::mainDuty->patience() : -1);
+    std::uint64_t count = 0;
+    while (::read(events.fd, &count, sizeof count) > 0) {
+    }
+    const std::uint64_t arrived = arrivedSignals.exchange(0);
+    for (const int signal : reported) {
+      if ((arrived >> signal & 1) != 0) deliver(*this, signal);
+    }
+    if (standin::mainDuty != nullptr && !exiting()) standin::mainDuty->attend();
+  }
   standin::tellStopping();
-  standin::endMainLoop();
+  if (standin::mainDuty != nullptr) std::exchange(standin::mainDuty, nullptr)->end();
   return 0;
 }
 
 Process* Process::instance() { return theProcess; }
 
-bool Process::exiting() const {
-  const std::lock_guard lock(stopSignal().mutex);
-  return stopSignal().stopping;
-}
+bool Process::exiting() const { return standin::stopping(); }
 
 void sleepSeconds(unsigned int seconds) {
-  StopSignal& signal = stopSignal();
-  std::unique_lock lock(signal.mutex);
-  signal.raised.wait_for(lock, std::chrono::seconds(seconds), [&] { return signal.stopping; });
+  standin::Pauses::instance().pause(std::chrono::seconds(seconds));
 }
 
 }  // namespace Zel

@@ -26,6 +26,13 @@ const sockaddr* generic(const sockaddr_un& address) {
   return reinterpret_cast<const sockaddr*>(&address);
 }
 
+// Whose file it is, where it is somebody else's.
+std::string owner(const std::string& file) {
+  struct stat status {};
+  if (::lstat(file.c_str(), &status) != 0 || status.st_uid == ::geteuid()) return "";
+  return "; the file belongs to user " + std::to_string(status.st_uid);
+}
+
 }  // namespace
 
 SocketPath::~SocketPath() {
@@ -64,9 +71,14 @@ std::string SocketPath::claim(const std::string& path) {
 std::string SocketPath::lock() {
   const std::string lockPath = path_ + ".lock";
   lock_ = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
-  if (lock_ < 0) return "cannot open the lock file " + lockPath + ": " + std::strerror(errno);
+  if (lock_ < 0) {
+    const int error = errno;
+    return "cannot open the lock file " + lockPath + ": " + std::strerror(error) + owner(lockPath);
+  }
   if (::flock(lock_, LOCK_EX | LOCK_NB) == 0) return "";
-  if (errno == EWOULDBLOCK) return "another process serves " + path_ + ": it holds " + lockPath;
+  if (errno == EWOULDBLOCK) {
+    return "another process serves " + path_ + ": it holds " + lockPath + owner(lockPath);
+  }
   return "cannot lock " + lockPath + ": " + std::strerror(errno);
 }
 
@@ -91,14 +103,16 @@ std::string SocketPath::bind() {
   socket_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (socket_ < 0) return failure("make a socket for", errno);
   const sockaddr_un address = addressOf(path_);
-  if (::bind(socket_, generic(address), sizeof address) != 0) {
-    return failure("bind a socket to", errno);
-  }
+  // The mode is there with the path: it is nobody else's for a moment, and no link is followed.
+  const mode_t before = ::umask(0777 & ~socketMode);
+  const int error = ::bind(socket_, generic(address), sizeof address) == 0 ? 0 : errno;
+  ::umask(before);
+  if (error != 0) return failure("bind a socket to", error);
   struct stat status {};
   if (::lstat(path_.c_str(), &status) != 0) return failure("look at", errno);
   device_ = status.st_dev;
   inode_ = status.st_ino;
-  return ::chmod(path_.c_str(), socketMode) == 0 ? "" : failure("set the mode of", errno);
+  return "";
 }
 
 std::string SocketPath::listen() {

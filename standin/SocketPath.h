@@ -28,8 +28,6 @@ class SocketPath {
 
   /// The bound socket, which does not block.
   int descriptor() const { return socket_; }
-  /// Leaves the bound socket to the caller.
-  void releaseDescriptor() { socket_ = -1; }
 
  private:
   std::string lock();

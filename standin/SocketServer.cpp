@@ -1,162 +1,419 @@
 #include "standin/SocketServer.h"
 
-#include <boost/asio/post.hpp>
-#include <chrono>
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <new>
 #include <utility>
 
+#include "standin/Closer.h"
 #include "standin/Limits.h"
 #include "standin/MainLoop.h"
-
-namespace asio = boost::asio;
 
 namespace standin {
 namespace {
 
-constexpr auto acceptRetry = std::chrono::milliseconds(100);
-constexpr auto shutDownTime = std::chrono::seconds(1);
+using Clock = std::chrono::steady_clock;
 
-const rpc::Error stoppingError{rpc::stopping, "the process is stopping"};
+constexpr auto acceptPause = std::chrono::milliseconds(100);
+constexpr auto shutDownTime = std::chrono::seconds(1);
+/// Turns between two looks at the events.
+constexpr int turnsAtOnce = 256;
+/// A reply is sent ahead of the others when so much is ready.
+constexpr std::size_t sendAtOnceBytes = 128 * 1024;
+
+int millisecondsUntil(Clock::time_point time) {
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(time - Clock::now()).count();
+  return static_cast<int>(std::clamp<std::int64_t>(left, 0, 60'000));
+}
+
+bool addTo(int epoll, int descriptor, std::uint32_t events, void* data) {
+  epoll_event event{};
+  event.events = events;
+  event.data.ptr = data;
+  return ::epoll_ctl(epoll, EPOLL_CTL_ADD, descriptor, &event) == 0;
+}
 
 }  // namespace
 
-SocketServer::SocketServer(CallbackThread& callbacks, Serve serve)
-    : callbacks_(callbacks), serve_(std::move(serve)), acceptor_(mainLoop()), retry_(mainLoop()) {
-  unsettled_.reserve(2 * maxConnections);
+Turn::Turn(std::shared_ptr<Connection> connection, std::uint64_t connectionNumber,
+           const rpc::Request& request, bool callbacksAreFree)
+    : mayCall(callbacksAreFree), number(connectionNumber), connection_(std::move(connection)) {
+  if (!connection_ || !request.wantsReply) return;
+  if (request.id == nullptr) {
+    id = "null";
+  } else {
+    appendJson(id, *request.id);
+  }
+}
+
+void Turn::take() {
+  if (std::exchange(taken_, true) || !connection_) return;
+  if (!connection_->closed()) connection_->takeRequest();
+  connection_->turnId = id;
+}
+
+void Turn::error(const rpc::Error& error) {
+  take();
+  if (!wantsReply()) return;
+  connection_->reply([&](std::string& out) { rpc::appendErrorReply(out, id, error); });
+}
+
+SocketServer::SocketServer(RequestHandler& handler) : handler_(handler) {
+  connections_.reserve(maxConnections);
+}
+
+SocketServer::~SocketServer() {
+  if (epoll_ >= 0) ::close(epoll_);
+  if (wakeUp_ >= 0) ::close(wakeUp_);
 }
 
 std::string SocketServer::listen() {
   std::string reason = path_.listen();
   if (!reason.empty()) return reason;
-  boost::system::error_code error;
-  acceptor_.assign(Protocol(), path_.descriptor(), error);
-  if (error) return "cannot watch the socket: " + error.message();
-  path_.releaseDescriptor();
+  epoll_ = ::epoll_create1(EPOLL_CLOEXEC);
+  wakeUp_ = epoll_ < 0 ? -1 : ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (wakeUp_ < 0 || !addTo(epoll_, wakeUp_, EPOLLIN, &wakeUp_)) {
+    return std::string("cannot watch the socket: ") + std::strerror(errno);
+  }
   return "";
 }
 
-void SocketServer::startAccepting() { accept(); }
-
-void SocketServer::accept() {
-  acceptor_.async_accept([this](const boost::system::error_code& error, Protocol::socket socket) {
-    if (error == asio::error::operation_aborted) return;
-    if (!error) {
-      accept();  // first, so that whatever this client costs, the next one is awaited
-      return accepted(std::move(socket));
-    }
-    // No descriptor left, most likely: the connection stays queued until there is one.
-    retry_.expires_after(acceptRetry);
-    retry_.async_wait([this](const boost::system::error_code& aborted) {
-      if (!aborted) accept();
-    });
-  });
+void SocketServer::startAccepting() {
+  accepting_ = addTo(epoll_, path_.descriptor(), EPOLLIN, this);
+  if (!accepting_) {
+    retrying_ = true;
+    retryAccept_ = Clock::now() + acceptPause;
+  }
 }
 
-void SocketServer::accepted(Protocol::socket socket) {
-  if (connections_.size() >= maxConnections) {
-    ++counters_.refused;
-    const std::string line =
-        rpc::errorReply("null", {rpc::tooManyConnections,
-                                 "at most " + std::to_string(maxConnections) + " connections"}) +
-        '\n';
-    boost::system::error_code ignored;
-    socket.non_blocking(true, ignored);
-    socket.write_some(asio::buffer(line), ignored);
+void SocketServer::wake() {
+  const std::uint64_t one = 1;
+  if (::write(wakeUp_, &one, sizeof one) < 0) return;  // it is awake already
+}
+
+int SocketServer::patience() const { return retrying_ ? millisecondsUntil(retryAccept_) : -1; }
+
+// --- events -------------------------------------------------------------------------------------
+
+void SocketServer::collect(int milliseconds) {
+  std::array<epoll_event, maxConnections + 2> events;
+  const int count =
+      ::epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), milliseconds);
+  bool mayAccept = retrying_ && Clock::now() >= retryAccept_;
+  if (mayAccept) retrying_ = false;
+  for (int i = 0; i < count; ++i) {
+    const epoll_event& event = events[static_cast<std::size_t>(i)];
+    if (event.data.ptr == &wakeUp_) {
+      std::uint64_t times = 0;
+      while (::read(wakeUp_, &times, sizeof times) > 0) {
+      }
+    } else if (event.data.ptr == this) {
+      mayAccept = true;
+    } else {
+      const auto* which = static_cast<const Connection*>(event.data.ptr);
+      const auto found = std::find_if(connections_.begin(), connections_.end(),
+                                      [&](const Pointer& other) { return other.get() == which; });
+      if (found == connections_.end()) continue;
+      const Pointer connection = *found;
+      guarded(connection, [&] { take(connection, event.events); });
+    }
+  }
+  if (mayAccept) accept();
+}
+
+/// False, and the client cut off, where memory runs out: the others are served on.
+template <typename Action>
+bool SocketServer::guarded(const Pointer& connection, Action&& action) {
+  try {
+    action();
+    return true;
+  } catch (const std::bad_alloc&) {
+    cutOff(connection);
+    return false;
+  }
+}
+
+void SocketServer::accept() {
+  if (stopping()) return;
+  for (;;) {
+    // What is being closed for clients that passed slow files counts, too.
+    const bool room = Closer::instance().pending() < maxConnections;
+    const int descriptor =
+        room ? ::accept4(path_.descriptor(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC) : -1;
+    if (descriptor >= 0) {
+      acceptOne(descriptor);
+      continue;
+    }
+    if (room && (errno == EINTR || errno == ECONNABORTED)) continue;
+    if (room && errno == EAGAIN) {
+      if (!accepting_) startAccepting();
+      return;
+    }
+    // No descriptor left, most likely: the connection stays queued until there is one.
+    if (std::exchange(accepting_, false)) {
+      ::epoll_ctl(epoll_, EPOLL_CTL_DEL, path_.descriptor(), nullptr);
+    }
+    retrying_ = true;
+    retryAccept_ = Clock::now() + acceptPause;
+    return;
+  }
+}
+
+void SocketServer::acceptOne(int descriptor) {
+  Pointer connection;
+  try {
+    connection = std::make_shared<Connection>(descriptor, counters_.made + 1);
+    if (connections_.size() >= maxConnections) {
+      ++counters_.refused;
+      const rpc::Error reason{rpc::tooManyConnections,
+                              "at most " + std::to_string(maxConnections) + " connections"};
+      connection->reply([&](std::string& out) { rpc::appendErrorReply(out, "null", reason); });
+      connection->send();
+      return;
+    }
+  } catch (const std::bad_alloc&) {
+    if (!connection) ::close(descriptor);
+    ++counters_.cutOff;
     return;
   }
   ++counters_.made;
-  const auto connection = std::make_shared<Connection>(*this, std::move(socket));
-  connections_.insert(connection);
-  connection->start();
-}
-
-void SocketServer::serve(const rpc::Request& request, const Reply& reply) {
-  if (request.error.code != 0) return reply.error(request.error);
-  if (stopping_) return reply.error(stoppingError);
-  serve_(request, reply);
-}
-
-void SocketServer::publish(std::string_view method, std::string_view params) {
-  post({std::nullopt, std::string(method), rpc::notificationLine(method, params)});
-}
-
-void SocketServer::answer(const Reply& reply, std::string text) {
-  post({reply, "", std::move(text)});
-}
-
-void SocketServer::post(Message message) {
-  const std::lock_guard lock(postedMutex_);
-  // The wake-up first: one for nothing does no harm, a message without one would never arrive.
-  if (posted_.empty()) asio::post(mainLoop(), [this] { deliver(); });
-  posted_.push_back(std::move(message));
-}
-
-void SocketServer::deliver() {
-  std::vector<Message> messages;
-  {
-    const std::lock_guard lock(postedMutex_);
-    messages.swap(posted_);
+  if (!addTo(epoll_, descriptor, EPOLLIN, connection.get())) {
+    ++counters_.cutOff;
+    return;
   }
-  for (Message& message : messages) {
-    if (message.reply) {
-      const Reply& reply = *message.reply;
-      reply.connection_->answered(*reply.line_, reply.index_, std::move(message.text));
-    } else {
-      distribute(message);
+  connection->watched = EPOLLIN;
+  connections_.push_back(std::move(connection));
+}
+
+void SocketServer::take(const Pointer& connection, std::uint32_t events) {
+  if ((events & EPOLLIN) != 0 && (events & (EPOLLHUP | EPOLLERR)) == 0 &&
+      connection->wantsInput()) {
+    const Connection::Read outcome = connection->read();
+    if (outcome == Connection::Read::end) connection->endInput();
+    if (outcome == Connection::Read::failed) return close(connection);
+  }
+  if ((events & (EPOLLHUP | EPOLLERR)) != 0) return hangUp(connection);
+  if ((events & EPOLLOUT) != 0 || connection->inputEnded()) settle(connection);
+  if (!connection->closed()) watch(*connection);
+}
+
+// The client is gone: what it sent without an id still counts.
+void SocketServer::hangUp(const Pointer& connection) {
+  while (connection->read() == Connection::Read::some) {
+  }
+  const std::uint64_t number = connection->number;
+  std::string lines = connection->waitingNotifications(document_);
+  close(connection);
+  adopt(number, std::move(lines));
+}
+
+void SocketServer::adopt(std::uint64_t number, std::string lines) {
+  std::size_t begin = 0;
+  while (lines.size() - begin + orphanBytes_ > maxOrphanBytes && begin < lines.size()) {
+    begin = lines.find('\n', begin) + 1;
+    ++counters_.dropped;
+  }
+  if (begin == lines.size()) return;
+  const std::size_t bytes = lines.size() - begin;
+  // Short ones of one after the other share their place, so that many clients cost no more.
+  if (!orphans_.empty() && orphans_.back().number == number) {
+    orphans_.back().lines.append(lines, begin);
+  } else {
+    orphans_.push_back({number, std::move(lines), begin});
+  }
+  orphanBytes_ += bytes;
+}
+
+void SocketServer::watch(Connection& connection) {
+  std::uint32_t events = 0;
+  if (connection.wantsInput()) events |= EPOLLIN;
+  if (connection.isBlocked()) events |= EPOLLOUT;
+  if (events == connection.watched) return;
+  epoll_event event{};
+  event.events = events;
+  event.data.ptr = &connection;
+  if (::epoll_ctl(epoll_, EPOLL_CTL_MOD, connection.descriptor(), &event) == 0) {
+    connection.watched = events;
+  }
+}
+
+// --- turns --------------------------------------------------------------------------------------
+
+bool SocketServer::work(bool mayCall) {
+  bool more = true;
+  for (int turns = 0; more && turns < turnsAtOnce && !stopping(); ++turns) {
+    handler_.prepare(mayCall);
+    more = serveNext(mayCall);
+  }
+  settleAll();
+  return more;
+}
+
+// The next in turn that can be served; false when none can.
+bool SocketServer::serveNext(bool mayCall) {
+  const std::size_t places = connections_.size() + 1;
+  for (std::size_t i = 0; i < places; ++i) {
+    const std::size_t place = next_ < places ? next_ : 0;
+    next_ = place + 1;
+    if (place == connections_.size()) {
+      if (serveOrphan(mayCall)) return true;
+    } else if (connections_[place]->isReady(mayCall)) {
+      const Pointer connection = connections_[place];
+      serve(connection, mayCall);
+      return true;
     }
   }
-  for (const auto& connection : unsettled_) connection->settle();
-  unsettled_.clear();
+  return false;
 }
 
-void SocketServer::distribute(Message& notification) {
-  Connection::Text line;
+void SocketServer::serve(const Pointer& connection, bool mayCall) {
+  connection->inTurn = true;
+  guarded(connection, [&] {
+    if (connection->isTooLong()) ++counters_.cutOff;
+    rpc::Request request;
+    if (!connection->readRequest(document_, request)) return;
+    Turn turn(connection, connection->number, request, mayCall);
+    connection->waitsForCallback = !handler_.serve(turn, request);
+    if (connection->waitsForCallback) return;
+    turn.take();
+    if (!connection->closed()) connection->endRequest();
+  });
+  connection->inTurn = false;
+  if (connection->unsentBytes() >= sendAtOnceBytes)
+    guarded(connection, [&] { settle(connection); });
+}
+
+bool SocketServer::serveOrphan(bool mayCall) {
+  if (orphans_.empty() || (orphansWait_ && !mayCall)) return false;
+  Orphans& first = orphans_.front();
+  const std::size_t end = first.lines.find('\n', first.begin);
+  const std::uint64_t number = first.number;
+  bool served = true;
   try {
-    ++counters_.notifications[std::move(notification.method)];
-    line = std::make_shared<const std::string>(std::move(notification.text));
+    const std::string line = first.lines.substr(first.begin, end - first.begin);
+    document_.parse(line, maxNesting, true);
+    const rpc::Request request = rpc::readRequest(document_.value());
+    Turn turn(nullptr, number, request, mayCall);
+    if (!mayCall) {
+      // The callback thread takes it; a main thread that stands in must not take its place.
+      orphansWait_ = true;
+      return false;
+    }
+    orphanBytes_ -= end + 1 - first.begin;
+    first.begin = end + 1;
+    if (first.begin == first.lines.size()) orphans_.pop_front();
+    served = handler_.serve(turn, request);
   } catch (const std::bad_alloc&) {
-    line = nullptr;
+    ++counters_.dropped;
   }
-  for (auto next = connections_.begin(); next != connections_.end();) {
-    const auto connection = *next++;  // it leaves the set when it is cut off
-    if (connection->subscribed) line ? connection->notify(line) : cutOff(*connection);
+  orphansWait_ = false;
+  return served;
+}
+
+void SocketServer::callbackIsBack() {
+  for (const Pointer& connection : connections_) connection->waitsForCallback = false;
+  orphansWait_ = false;
+}
+
+// --- sending ------------------------------------------------------------------------------------
+
+void SocketServer::settleAll() {
+  // From the end: whoever leaves is replaced by what follows.
+  for (std::size_t i = connections_.size(); i-- != 0;) {
+    if (i >= connections_.size()) continue;
+    const Pointer connection = connections_[i];
+    const std::size_t unsent = connection->unsentBytes();
+    const bool isWatched = (connection->watched & EPOLLOUT) != 0;  // an event tells when to go on
+    if (unsent > maxUnsentBytes || (unsent != 0 && !isWatched) || connection->inputEnded() ||
+        connection->wantsInput() != ((connection->watched & EPOLLIN) != 0)) {
+      guarded(connection, [&] { settle(connection); });
+    }
   }
 }
 
-void SocketServer::settleLater(std::shared_ptr<Connection> connection) {
-  unsettled_.push_back(std::move(connection));
+// Sends what can be sent, and ends a connection that is finished.
+void SocketServer::settle(const Pointer& connection) {
+  if (connection->closed()) return;
+  if (connection->send() == Connection::Sent::failed) return hangUp(connection);
+  if (connection->unsentBytes() > maxUnsentBytes) return cutOff(connection);
+  if (connection->inputEnded() && !connection->inTurn && !connection->hasRequest() &&
+      connection->unsentBytes() == 0) {
+    return close(connection);
+  }
+  watch(*connection);
 }
 
-void SocketServer::cutOff(Connection& connection) {
-  countCutOff();
-  connection.close();
+void SocketServer::distribute(std::string_view line) {
+  for (std::size_t i = connections_.size(); i-- != 0;) {
+    if (i >= connections_.size() || !connections_[i]->subscribed) continue;
+    const Pointer connection = connections_[i];
+    guarded(connection, [&] {
+      connection->notify(line);
+      if (connection->unsentBytes() >= sendAtOnceBytes) settle(connection);
+    });
+  }
 }
 
-void SocketServer::forget(Connection& connection) {
-  connections_.erase(connection.shared_from_this());
-  callbacks_.withdraw(*connection.lane());
+void SocketServer::subscribe(Connection& connection, bool wanted) {
+  if (std::exchange(connection.subscribed, wanted) == wanted) return;
+  wanted ? ++subscribers_ : --subscribers_;
 }
+
+void SocketServer::cutOff(const Pointer& connection) {
+  if (connection->closed()) return;
+  ++counters_.cutOff;
+  close(connection);
+}
+
+void SocketServer::close(const Pointer& connection) {
+  if (connection->closed()) return;
+  subscribe(*connection, false);
+  ::epoll_ctl(epoll_, EPOLL_CTL_DEL, connection->descriptor(), nullptr);
+  connection->close();
+  const auto place = std::find(connections_.begin(), connections_.end(), connection);
+  if (place == connections_.end()) return;
+  const auto index = static_cast<std::size_t>(place - connections_.begin());
+  if (next_ > index) --next_;
+  connections_.erase(place);
+}
+
+// --- the end ------------------------------------------------------------------------------------
 
 void SocketServer::takeNoMore() {
-  stopping_ = true;
-  boost::system::error_code ignored;
-  acceptor_.close(ignored);
-  retry_.cancel();
+  ::shutdown(path_.descriptor(), SHUT_RDWR);
   path_.remove();
-  for (const auto& connection : connections_) connection->endInput();
+  // Those who wait to be accepted see an end, not a reset.
+  for (;;) {
+    const int descriptor =
+        ::accept4(path_.descriptor(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (descriptor < 0) break;
+    Connection(descriptor, 0).close();
+  }
+  for (const Pointer& connection : connections_) connection->endInput();
 }
 
 void SocketServer::shutDown() {
-  asio::io_context& loop = mainLoop();
-  loop.restart();
-  loop.poll();  // replies that the callback thread has made
-  const auto connections = connections_;
-  for (const auto& connection : connections) connection->finish(stoppingError);
-  const auto deadline = std::chrono::steady_clock::now() + shutDownTime;
-  while (!connections_.empty() && loop.run_one_until(deadline) != 0) {
+  const auto open = connections_;
+  for (const Pointer& connection : open) {
+    guarded(connection, [&] {
+      connection->refuseAll(document_, {rpc::stopping, "the process is stopping"});
+      connection->inTurn = false;
+      settle(connection);
+    });
   }
-  const auto unsent = connections_;
-  for (const auto& connection : unsent) connection->close();
+  const auto deadline = Clock::now() + shutDownTime;
+  while (!connections_.empty() && Clock::now() < deadline) {
+    collect(millisecondsUntil(deadline));
+    settleAll();
+  }
+  while (!connections_.empty()) close(connections_.back());
 }
 
 }  // namespace standin

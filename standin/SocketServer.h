@@ -1,100 +1,157 @@
-// The socket: accepts clients, keeps the limits, and hands their requests on.
+// The socket: accepts clients, gives each its turns, and sends what there is for them.
 #pragma once
 
-#include <boost/asio/local/stream_protocol.hpp>
-#include <boost/asio/steady_timer.hpp>
+#include <sys/types.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
 #include <cstdint>
-#include <functional>
-#include <map>
+#include <deque>
 #include <memory>
-#include <mutex>
-#include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "standin/CallbackThread.h"
 #include "standin/Connection.h"
 #include "standin/SocketPath.h"
 
 namespace standin {
 
-/// Main thread only, except `answer` and `publish`.
+/// One request in its turn. It outlives its connection.
+class Turn {
+ public:
+  Turn(std::shared_ptr<Connection> connection, std::uint64_t connectionNumber,
+       const rpc::Request& request, bool callbacksAreFree);
+
+  const bool mayCall;          ///< whether the daemon can be called now
+  const std::uint64_t number;  ///< of the connection
+  std::string id;              ///< JSON text; empty where no reply is wanted
+
+  /// Null where the client had gone before.
+  Connection* connection() const { return connection_.get(); }
+
+  /// To be called before the baton is left: what the request holds may be gone afterwards.
+  void take();
+
+  /// Replies with a result that `write(text)` appends, a JSON text, or with an error.
+  template <typename Write>
+  void result(Write&& write) {
+    take();
+    if (!wantsReply()) return;
+    connection_->reply([&](std::string& out) {
+      rpc::startReply(out, id, "result");
+      write(out);
+      out += '}';
+    });
+  }
+  void error(const rpc::Error& error);
+
+ private:
+  bool wantsReply() const { return !id.empty() && !connection_->closed(); }
+
+  std::shared_ptr<Connection> connection_;
+  bool taken_ = false;
+};
+
+/// Serves requests; on whatever thread has the baton.
+class RequestHandler {
+ public:
+  /// Serves a request. False, and nothing done, where that needs a callback and `turn` has none.
+  virtual bool serve(Turn& turn, const rpc::Request& request) = 0;
+  /// Does what goes ahead of the next request.
+  virtual void prepare(bool mayCall) = 0;
+
+ protected:
+  ~RequestHandler() = default;
+};
+
+/// Whoever has the baton, except `wake`.
 class SocketServer {
  public:
-  /// Answers a request through the reply, now or later.
-  using Serve = std::function<void(const rpc::Request& request, const Reply& reply)>;
-
   struct Counters {
-    std::map<std::string, std::uint64_t, std::less<>> notifications;
     std::uint64_t made = 0;     ///< connections accepted
     std::uint64_t refused = 0;  ///< connections past the limit
     std::uint64_t cutOff = 0;   ///< connections that a limit, or lack of memory, has closed
+    std::uint64_t dropped = 0;  ///< requests without an id, of clients that were gone
   };
 
-  SocketServer(CallbackThread& callbacks, Serve serve);
+  explicit SocketServer(RequestHandler& handler);
+  ~SocketServer();
+  SocketServer(const SocketServer&) = delete;
+  SocketServer& operator=(const SocketServer&) = delete;
 
   /// Claims the path. Returns an empty string, or why it failed.
   std::string claim(const std::string& path) { return path_.claim(path); }
-
-  /// Lets clients connect; they are served from `startAccepting` on, in the main loop.
+  /// Lets clients connect; they are served from `startAccepting` on.
   std::string listen();
   void startAccepting();
 
-  /// Sends a notification to all that have subscribed. From any thread.
-  void publish(std::string_view method, std::string_view params);
+  /// Gives connections their turns, and sends what is ready. True when more can be done at once.
+  bool work(bool mayCall);
+  /// Waits for events, for so many milliseconds at the most or (-1) without end, and takes them.
+  void collect(int milliseconds);
+  /// Milliseconds until something is due; -1 for nothing.
+  int patience() const;
+  /// Readable when there are events.
+  int descriptor() const { return epoll_; }
+  /// Ends a wait for events. From any thread.
+  void wake();
+  /// A callback has returned: requests that waited for that can be served.
+  void callbackIsBack();
 
-  /// Takes no further client and no further request. The main loop has ended.
+  /// Sends a notification's line to all that have subscribed.
+  void distribute(std::string_view line);
+  void subscribe(Connection& connection, bool wanted);
+  bool hasSubscribers() const { return subscribers_ != 0; }  ///< from any thread
+
+  /// Takes no further client, and no further byte.
   void takeNoMore();
-  /// Answers what is still open with an error, and sends what is answered, for at most a second.
-  /// Comes after `takeNoMore`, when the callback thread has made what it will.
+  /// Answers what waits with an error, and sends what is answered, for at most a second.
   void shutDown();
 
   const Counters& counters() const { return counters_; }
 
-  /// Brings the text of a reply to its connection, always later: an answer at once must not run
-  /// into the reading of the next request. From any thread.
-  void answer(const Reply& reply, std::string text);
-
-  // For connections.
-  void serve(const rpc::Request& request, const Reply& reply);
-  void cutOff(Connection& connection);
-  void countCutOff() { ++counters_.cutOff; }
-  void forget(Connection& connection);
-  void settleLater(std::shared_ptr<Connection> connection);
-  void drained() { callbacks_.wake(); }
-
  private:
-  using Protocol = boost::asio::local::stream_protocol;
-
-  /// A reply, or a notification.
-  struct Message {
-    std::optional<Reply> reply;
-    std::string method;  ///< of a notification
-    std::string text;
+  /// Requests without an id of clients that are gone.
+  struct Orphans {
+    std::uint64_t number;  ///< of the connection
+    std::string lines;
+    std::size_t begin = 0;
   };
+  using Pointer = std::shared_ptr<Connection>;
 
-  void post(Message message);
-  void deliver();
+  template <typename Action>
+  bool guarded(const Pointer& connection, Action&& action);
   void accept();
-  void accepted(Protocol::socket socket);
-  void distribute(Message& notification);
+  void acceptOne(int descriptor);
+  void take(const Pointer& connection, std::uint32_t events);
+  void hangUp(const Pointer& connection);
+  void adopt(std::uint64_t number, std::string lines);
+  bool serveNext(bool mayCall);
+  void serve(const Pointer& connection, bool mayCall);
+  bool serveOrphan(bool mayCall);
+  void settle(const Pointer& connection);
+  void settleAll();
+  void watch(Connection& connection);
+  void cutOff(const Pointer& connection);
+  void close(const Pointer& connection);
 
-  CallbackThread& callbacks_;
-  Serve serve_;
+  RequestHandler& handler_;
   SocketPath path_;
-  Protocol::acceptor acceptor_;
-  boost::asio::steady_timer retry_;
-  std::set<std::shared_ptr<Connection>> connections_;
-  std::vector<std::shared_ptr<Connection>> unsettled_;  ///< those with new answers; never grows
+  int epoll_ = -1;
+  int wakeUp_ = -1;
+  bool accepting_ = false;
+  std::chrono::steady_clock::time_point retryAccept_{};  ///< while not accepting
+  bool retrying_ = false;
+  std::vector<Pointer> connections_;
+  std::size_t next_ = 0;  ///< whose turn comes, one past the last for the orphans
+  std::deque<Orphans> orphans_;
+  std::size_t orphanBytes_ = 0;
+  bool orphansWait_ = false;  ///< the next needs a callback, and one is away
+  std::atomic<std::size_t> subscribers_{0};
+  JsonDocument document_;
   Counters counters_;
-  bool stopping_ = false;
-
-  /// What other threads have for the clients, in order. One wake-up of the main thread takes all
-  /// that has come together by then.
-  std::mutex postedMutex_;
-  std::vector<Message> posted_;
 };
 
 }  // namespace standin

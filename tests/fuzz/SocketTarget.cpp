@@ -99,6 +99,7 @@ struct Answer {
 };
 
 using namespace standin::rpc;
+using standin::maxNesting;
 
 /// Appends the reply to one request; nothing for a notification.
 void expectReply(const json::value& request, std::vector<Reply>& replies) {

@@ -20,8 +20,8 @@ void pauseBriefly(unsigned int seconds) {
   }
 }
 
-/// Takes the place of `std::_Exit`, by which a stop that hangs would end with success.
-extern "C" [[noreturn]] void refuseToExit(int) asm("__wrap__Exit");
+/// Takes the place of `_exit`, by which a stop that hangs would end with success.
+extern "C" [[noreturn]] void refuseToExit(int) asm("__wrap__exit");
 void refuseToExit(int) { std::abort(); }
 
 namespace {

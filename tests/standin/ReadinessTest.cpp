@@ -37,7 +37,7 @@ class ReadinessTest : public SystemTest {
         process.isGood() && KorOamApi::instance().good &&
         KorOamApi::instance().doRegister({}, {}, {}, {}, {}, {}, {}, {}, registration, {}, {}, {},
                                          {}, {}, 0) == 0;
-    ::_exit(registered ? process() : 1);
+    std::_Exit(registered ? process() : 1);
   }
 
   int exitStatus() {

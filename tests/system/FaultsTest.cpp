@@ -74,16 +74,14 @@ TEST_F(FaultsTest, ARefusedSystemCallEndsTheStartWithItsReason) {
       {{SYS_setresgid, EPERM}, privileges},
       {{SYS_setresuid, EPERM}, privileges},
       {{SYS_capset, EPERM}, privileges},
-      {{SYS_epoll_create1, EMFILE}, "quorin: cannot set up the main loop: Too many open files\n"},
-      {{SYS_pipe2, ENFILE}, "cannot set up the main loop: Too many open files in system\n"},
+      {{SYS_eventfd2, ENFILE}, "cannot set up the main loop: Too many open files in system\n"},
+      {{SYS_epoll_create1, EMFILE}, "quorin: cannot watch the socket: Too many open files\n"},
       {{SYS_flock, ENOLCK}, "cannot lock " + socketPath + ".lock: No locks available\n"},
       {{SYS_socket, ENOBUFS}, "cannot make a socket for " + socketPath + ": No buffer space"},
       {{SYS_bind, EADDRNOTAVAIL}, "cannot bind a socket to " + socketPath + ": Cannot assign"},
-      {{SYS_chmod, EPERM}, "cannot set the mode of " + socketPath + ": Operation not permitted\n"},
       {{SYS_listen, EADDRINUSE}, "cannot listen at " + socketPath + ": Address already in use\n"},
       {{SYS_epoll_ctl, ENOSPC}, "cannot watch the socket: No space left on device\n"}};
   for (const auto& [refusal, reason] : cases) {
-    if (refusal.call == SYS_pipe2 && !boundedDescriptors) continue;
     refusals = {refusal};
     expectRefused("", "", reason);
     EXPECT_FALSE(std::filesystem::exists(socketPath)) << reason;
@@ -181,9 +179,6 @@ TEST_F(FaultsTest, WithoutMemoryForAReplyTheNextIsAnswered) {
     EXPECT_TRUE(matches(client->call("get", large), json::parse(R"({"error":{"code":-32603}})")));
     EXPECT_EQ(client->result("get", stats5).at("records").as_array().size(), 4U);
   }
-  setLimit("as=" + std::to_string(daemon->status("VmSize") * 1024));
-  const auto unlucky = connect();  // there is not even room for the connection
-  EXPECT_EQ(unlucky->readLine(), "");
   setLimit("as=unlimited");
   EXPECT_EQ(connect()->result("status").at("pid"), daemon->pid());
   EXPECT_EQ(client->result("get", large).at("records").as_array().size(), 65535U);
@@ -219,9 +214,6 @@ TEST_F(FaultsTest, APipeThatNobodyReadsDoesNotHoldUpTheStop) {
   const auto other = connect();
   EXPECT_EQ(other->result("status").at("pid"), daemon->pid());
   other->request(1, "clear", stats5);
-  EXPECT_TRUE(eventually([&] {
-    return connect()->result("status").at("counters").at("requests").as_object().contains("clear");
-  }));
   expectStop();
   EXPECT_EQ(other->readObject().at("error").at("code"), -32001);
   EXPECT_FALSE(std::filesystem::exists(socketPath));

@@ -1,0 +1,41 @@
+#include "standin/Closer.h"
+
+#include <unistd.h>
+
+#include <exception>
+#include <thread>
+
+namespace standin {
+
+Closer& Closer::instance() {
+  static auto& closer = *new Closer;
+  return closer;
+}
+
+void Closer::close(int descriptor) {
+  try {
+    const std::lock_guard lock(mutex_);
+    if (!started_) std::thread([this] { run(); }).detach();
+    started_ = true;
+    descriptors_.push_back(descriptor);
+    ++pending_;
+    changed_.notify_one();
+  } catch (const std::exception&) {
+    ::close(descriptor);
+  }
+}
+
+void Closer::run() {
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    changed_.wait(lock, [&] { return !descriptors_.empty(); });
+    const int descriptor = descriptors_.back();
+    descriptors_.pop_back();
+    lock.unlock();
+    ::close(descriptor);
+    --pending_;
+    lock.lock();
+  }
+}
+
+}  // namespace standin
