@@ -78,10 +78,18 @@ void printFields(const char* heading, const std::vector<FieldType>& fields) {
   table.print();
 }
 
-/// The catalogue as docs/records.md shows it.
+void printMarkdown(const char* title, const json::array& enumeration) {
+  std::cout << "\n## " << title << "\n\n| number | text |\n|---|---|\n";
+  for (const json::value& entry : enumeration) {
+    std::cout << "| " << entry.at("number") << " | " << entry.at("text").as_string().c_str()
+              << " |\n";
+  }
+}
+
+/// The catalogue as docs/records.md shows it at its end.
 void printMarkdown() {
-  std::cout << "# The catalogue\n\n"
-               "Written by `oamctl records --markdown`; a test compares.\n\n"
+  std::cout << "## All fields\n\n"
+               "From here on the page is what `oamctl records --markdown` prints.\n\n"
                "| record | id | made by the framework | fields, in wire order | keys |\n"
                "|---|---|---|---|---|\n";
   const auto list = [](const std::vector<FieldType>& fields) {
@@ -101,6 +109,10 @@ void printMarkdown() {
   for (const NotificationType& type : notificationTypes()) {
     std::cout << "| " << type.name << " | " << type.kind << " | " << hexId(type.id) << " |\n";
   }
+  printMarkdown("Results", enumeration(Zel::mgmtResultText, 0));
+  printMarkdown("Operations", enumeration(Zel::mgmtOpTypeText, 1));
+  printMarkdown("Apply actions", enumeration(Zel::applyActionText, 0));
+  printMarkdown("Severities", enumeration(Zel::severityText, 1));
 }
 
 }  // namespace
