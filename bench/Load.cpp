@@ -35,6 +35,16 @@ std::string awaitLine(LineClient& link, int milliseconds, const char* what) {
                            std::string(got.substr(0, 300)));
 }
 
+std::string bulk(std::string_view value) {
+  return "$" + std::to_string(value.size()) + "\r\n" + std::string(value) + "\r\n";
+}
+
+std::string redisCommand(const std::vector<std::string>& words) {
+  std::string text = "*" + std::to_string(words.size()) + "\r\n";
+  for (const std::string& word : words) text += bulk(word);
+  return text;
+}
+
 double seconds(Clock::duration duration) { return std::chrono::duration<double>(duration).count(); }
 
 }  // namespace
@@ -46,8 +56,30 @@ RequestLoad::RequestLoad(const Options& options, Links links) : options_(options
 }
 
 std::string RequestLoad::request(std::uint64_t id) const {
+  if (!redisRequest_.empty()) return redisRequest_;
   return head + std::to_string(id) + R"(,"method":")" + options_.method + R"(","params":)" +
          options_.params + "}\n";
+}
+
+// What the server is to reply from then on is known to the byte.
+void RequestLoad::storeInRedis() {
+  const std::string key = "oam_load", value(options_.redisBytes, '0');
+  std::vector<std::string> store = {"SET", key, value};
+  redisRequest_ = redisCommand({"GET", key});
+  redisReply_ = bulk(value);
+  if (options_.redisRows != 0) {
+    store = {"RPUSH", key};
+    store.resize(store.size() + options_.redisRows, value);
+    redisRequest_ = redisCommand({"LRANGE", key, "0", "-1"});
+    redisReply_ = "*" + std::to_string(options_.redisRows) + "\r\n";
+    for (std::size_t i = 0; i < options_.redisRows; ++i) redisReply_ += bulk(value);
+  }
+  for (const std::string& command : {redisCommand({"DEL", key}), redisCommand(store)}) {
+    connections_.front().link->send(command);
+    const std::string line = awaitLine(*connections_.front().link, patience, "what was stored");
+    if (line.starts_with('-')) throw std::runtime_error("the server says " + line);
+  }
+  std::printf("each reply    %10zu bytes\n", redisReply_.size());
 }
 
 // The first reply is shown, and all others must be the same but for their id.
@@ -55,8 +87,8 @@ void RequestLoad::learnReply() {
   Connection& first = connections_.front();
   first.link->send(request(first.nextId));
   const std::string line = awaitLine(*first.link, patience, "the first reply");
-  behindId_ = line.substr(std::min(line.size(), head.size() + idDigits));
-  if (!isReply(line, first.nextId) || !behindId_.starts_with(R"(,"result":)")) {
+  afterId_ = line.substr(std::min(line.size(), head.size() + idDigits));
+  if (!isReply(line, first.nextId) || !afterId_.starts_with(R"(,"result":)")) {
     throw std::runtime_error("the first reply is no result: " + line.substr(0, 300));
   }
   ++first.nextId;
@@ -64,11 +96,17 @@ void RequestLoad::learnReply() {
 }
 
 bool RequestLoad::isReply(std::string_view line, std::uint64_t id) const {
+  if (!redisReply_.empty()) return line == redisReply_;
   char digits[20];
   std::to_chars(digits, digits + sizeof digits, id);
-  return line.size() == head.size() + idDigits + behindId_.size() && line.starts_with(head) &&
+  return line.size() == head.size() + idDigits + afterId_.size() && line.starts_with(head) &&
          line.substr(head.size(), idDigits) == std::string_view(digits, idDigits) &&
-         line.ends_with(behindId_);
+         line.ends_with(afterId_);
+}
+
+std::optional<std::string_view> RequestLoad::nextReply(Connection& connection) const {
+  if (redisReply_.empty()) return connection.link->nextLine();
+  return connection.link->nextBytes(redisReply_.size());
 }
 
 void RequestLoad::send(Connection& connection, std::size_t count) {
@@ -86,9 +124,10 @@ void RequestLoad::receive(Connection& connection) {
   if (!connection.link->transfer()) throw std::runtime_error("a connection ends");
   const Clock::time_point now = Clock::now();
   std::size_t count = 0;
-  for (; const auto line = connection.link->nextLine(); ++count) {
+  for (; const auto line = nextReply(connection); ++count) {
     if (connection.sent.empty() || !isReply(*line, connection.nextId)) {
-      wrong(head + std::to_string(connection.nextId) + behindId_, *line);
+      wrong(redisReply_.empty() ? head + std::to_string(connection.nextId) + afterId_ : redisReply_,
+            *line);
     }
     const auto taken =
         std::chrono::duration_cast<std::chrono::nanoseconds>(now - connection.sent.front()).count();
@@ -102,7 +141,7 @@ void RequestLoad::receive(Connection& connection) {
 }
 
 void RequestLoad::run() {
-  learnReply();
+  options_.redisBytes != 0 ? storeInRedis() : learnReply();
   std::vector<pollfd> waiting;
   for (const Connection& connection : connections_) {
     waiting.push_back({connection.link->descriptor(), POLLIN, 0});

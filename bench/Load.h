@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,6 +21,8 @@ struct Options {
   std::size_t inFlight = 1;  ///< requests of each connection
   std::chrono::seconds length{};
   std::string method, params;
+  std::size_t redisBytes = 0;  ///< of a value, of a Redis server; 0 for a daemon
+  std::size_t redisRows = 0;   ///< values of a list; 0 for a value alone
 };
 
 using Links = std::vector<std::unique_ptr<LineClient>>;
@@ -41,13 +44,16 @@ class RequestLoad {
 
   std::string request(std::uint64_t id) const;
   void learnReply();
+  void storeInRedis();
+  std::optional<std::string_view> nextReply(Connection& connection) const;
   void send(Connection& connection, std::size_t count);
   void receive(Connection& connection);
   bool isReply(std::string_view line, std::uint64_t id) const;
 
   const Options options_;
   std::vector<Connection> connections_;
-  std::string behindId_;  ///< what a reply holds there
+  std::string afterId_;  ///< what a daemon's reply holds there
+  std::string redisRequest_, redisReply_;
   std::size_t inFlight_ = 0;
   Clock::time_point end_;
   Clock::duration elapsed_{};

@@ -87,9 +87,9 @@ measure_code() {
 
 # --- the daemon ---------------------------------------------------------------------------------
 
-start() {  # notes how many milliseconds passed until it had answered
+start() {  # where standard output goes; notes how many milliseconds passed until it had answered
   local begin=$EPOCHREALTIME
-  "$programs/quorin" --quiet --group 0x111d:0x111e:0x111f:0x0801 >"$folder/out" 2>"$folder/log" &
+  "$programs/quorin" --quiet --group 0x111d:0x111e:0x111f:0x0801 >"$1" 2>"$folder/log" &
   daemon=$!
   until [ -S "$KOR_OAM_SOCKET" ] && "$programs/oamctl" status >/dev/null 2>&1; do
     kill -0 "$daemon" 2>/dev/null || { cat "$folder/log" >&2; die "the daemon does not start"; }
@@ -109,7 +109,7 @@ measure_start_and_memory() {
   say "start and memory"
   local round
   for round in 1 2 3 4 5 6 7 8 9; do
-    start
+    start "$folder/out"
     [ "$round" = 9 ] || stop
   done
   local time rest after
@@ -125,21 +125,26 @@ measure_start_and_memory() {
 
 # --- the socket ---------------------------------------------------------------------------------
 
-per_second() {  # of one run of the load program
-  local rate
-  "$programs/oam_load" --socket "$KOR_OAM_SOCKET" --connections 1 --seconds "$seconds" "$@" \
-    >"$folder/load" 2>&1 || { cat "$folder/load" >&2; die "the load failed: $*"; }
-  rate=$(awk '$1 == "a" && $2 == "second" { print $3 }' "$folder/load")
-  [ -n "$rate" ] || { cat "$folder/load" >&2; die "the load program prints no rate"; }
-  calculate '%.0f\n' "$rate"
+processor_time() { awk '{ sum += $1 } END { print sum / 1000 }' /proc/"$1"/task/*/schedstat; }  # us
+
+load() {  # name of the figures, process that serves, arguments of the load program
+  local name=$1 server=$2 before after
+  shift 2
+  before=$(processor_time "$server")
+  "$programs/oam_load" --connections 1 --seconds "$seconds" "$@" >"$folder/load" 2>&1 ||
+    { cat "$folder/load" >&2; die "the load failed: $*"; }
+  after=$(processor_time "$server")
+  awk -v used="$(calculate %f "$after - $before")" -v rates="$folder/$name.rate" -v times="$folder/$name.time" '
+    $1 == "replies" || $1 == "notifications" { count = $2 }
+    $1 == "a" && $2 == "second" { rate = $3 }
+    END {
+      if (!count || !rate) exit 1
+      print rate >>rates
+      print used / count >>times
+    }' "$folder/load" || { cat "$folder/load" >&2; die "the load program prints no rate"; }
 }
 
-redis_per_second() {
-  local requests=$((100000 * $1))
-  [ "$requests" -le 1000000 ] || requests=1000000
-  redis-benchmark -s "$folder/redis.sock" -t get -n "$requests" -c 1 -P "$1" --csv |
-    awk -F '[",]+' '$2 == "GET" { printf "%.0f\n", $3 }'
-}
+reply_bytes() { awk '$1 == "each" && $2 == "reply" { print $3 }' "$folder/load"; }
 
 start_redis() {
   redis-server --port 0 --unixsocket "$folder/redis.sock" --save '' --appendonly no >"$folder/redis" &
@@ -150,45 +155,60 @@ start_redis() {
   done
 }
 
+load_redis() {  # where there is one: name of the figures, arguments of the load program
+  [ -n "$redis" ] || return 0
+  local name=$1
+  shift
+  load "$name" "$redis" --socket "$folder/redis.sock" "$@"
+}
+
+beside_redis() {  # what, goal, its bound, name of the figures, Redis' ones, kind, format, unit
+  local figure floor ratio compare='<='
+  figure=$(median <"$folder/$4.$6")
+  if [ -z "$redis" ]; then
+    row "$1" "$2 $3" "$(calculate "$7" "$figure")$8" - 'not compared: there is no redis-server'
+    return
+  fi
+  floor=$(median <"$folder/$5.$6")
+  ratio=$(calculate %.2f "$figure / $floor")
+  [ "$2" = 'at most' ] || compare='>='
+  judged "$1" "$2 $3" "$(calculate "$7" "$figure")$8, Redis $(calculate "$7" "$floor")$8" "$ratio" \
+    "$ratio $compare $3"
+}
+time_beside_redis() { beside_redis "$1" 'at most' "$2" "$3" "$4" time %.2f ' us'; }
+rate_beside_redis() { beside_redis "$1" 'at least' "$2" "$3" "$4" rate "${5:-%.0f}" /s; }
+
 measure_socket() {
-  local one='gets, one at a time, against an echo with two threads'
-  local many='gets, 32 in flight, one client' notifications='notifications to one subscriber'
+  local round bytes list=65535
+  local large=(--params "{\"recordId\":\"0x111f0007\",\"batchSize\":$list}")
   say "the socket"
-  local with_redis=false round bytes
-  if command -v redis-server >/dev/null && command -v redis-benchmark >/dev/null; then with_redis=true; fi
-  if $with_redis; then start_redis; fi
+  if command -v redis-server >/dev/null; then start_redis; fi
   for ((round = 0; round < rounds; ++round)); do
-    start
-    per_second --in-flight 1 >>"$folder/one"
-    bytes=$(awk '$1 == "each" && $2 == "reply" { print $3 }' "$folder/load")
-    per_second --in-flight 1 --echo "$bytes" >>"$folder/echo"
-    per_second --in-flight 32 >>"$folder/many"
-    per_second --notifications --in-flight 64 >>"$folder/notifications"
-    if $with_redis; then
-      # A value of as many bytes as the daemon's reply has.
-      redis-benchmark -s "$folder/redis.sock" -t set -n 1 -d "$bytes" -q >/dev/null
-      redis_per_second 1 >>"$folder/redis1"
-      redis_per_second 32 >>"$folder/redis32"
-    fi
+    start "$folder/out"
+    load one "$daemon" --in-flight 1
+    bytes=$(reply_bytes)
+    load_redis redis1 --redis "$bytes" --in-flight 1
+    load file "$daemon" --in-flight 32
+    load_redis redis32 --redis "$bytes" --in-flight 32
+    load large "$daemon" "${large[@]}"
+    # As many bytes a value as a row has, the 7 around it included.
+    load_redis redis_large --redis $(($(reply_bytes) / list - 7)) --redis-rows "$list"
+    stop
+    start /dev/null
+    load discarded "$daemon" --in-flight 32
+    load notifications "$daemon" --notifications --in-flight 64
     stop
   done
-  local rate floor ratio
-  rate=$(median <"$folder/one") floor=$(median <"$folder/echo")
-  ratio=$(calculate %.2f "$rate / $floor")
-  judged "$one" 'at least 0.6' "$rate/s, echo $floor/s" "$ratio" "$ratio >= 0.6"
-  rate=$(median <"$folder/many")
-  if $with_redis; then
-    floor=$(median <"$folder/redis32")
-    ratio=$(calculate %.2f "$rate / $floor")
-    judged "$many, against Redis" 'at least 0.4' "$rate/s, Redis $floor/s" "$ratio" "$ratio >= 0.4"
-    row 'the same one at a time, for comparison' - \
-      "$(median <"$folder/one")/s, Redis $(median <"$folder/redis1")/s" \
-      "$(calculate %.2f "$(median <"$folder/one") / $(median <"$folder/redis1")")" -
-  else
-    judged "$many" 'at least 200000/s' "$rate/s" - "$rate >= 200000"
-  fi
-  rate=$(median <"$folder/notifications")
-  judged "$notifications" 'at least 200000/s' "$rate/s" - "$rate >= 200000"
+  time_beside_redis 'processor time of a get, one at a time, against Redis' 1.15 one redis1
+  time_beside_redis 'the same, 32 in flight, standard output to a file' 4 file redis32
+  time_beside_redis 'the same, 32 in flight, standard output discarded' 2.5 discarded redis32
+  rate_beside_redis 'gets, one at a time, against Redis' 0.9 one redis1
+  rate_beside_redis 'gets, 32 in flight, standard output to a file' 0.4 file redis32
+  rate_beside_redis 'gets, 32 in flight, standard output discarded' 0.5 discarded redis32
+  rate_beside_redis 'gets of 65,535 rows, against ranges of a list of as many bytes' 1 large redis_large %.1f
+  local rate
+  rate=$(median <"$folder/notifications.rate")
+  judged 'notifications to one subscriber' 'at least 200000/s' "$(calculate %.0f "$rate")/s" - "$rate >= 200000"
 }
 
 measure_code

@@ -7,7 +7,6 @@
 #include <memory>
 #include <utility>
 
-#include "bench/EchoServer.h"
 #include "bench/Load.h"
 
 namespace po = boost::program_options;
@@ -17,7 +16,7 @@ namespace {
 struct Arguments {
   load::Options load;
   std::string socketPath;
-  std::size_t connections = 1, echo = 0;
+  std::size_t connections = 1;
   long long seconds = 0;
   bool notifications = false;
 };
@@ -41,8 +40,11 @@ po::options_description describe(Arguments& to) {
       "and with what, in JSON; the reply must always be the same");
   description.add_options()("notifications", po::bool_switch(&to.notifications),
                             "notifications to one subscriber instead of replies");
-  description.add_options()("echo", po::value(&to.echo)->value_name("BYTES"),
-                            "instead of a daemon, a server that only answers, with so many bytes");
+  description.add_options()("redis", po::value(&to.load.redisBytes)->value_name("BYTES"),
+                            "instead of a daemon, a Redis server at the socket: gets of a value "
+                            "of so many bytes, which is stored first");
+  description.add_options()("redis-rows", po::value(&to.load.redisRows)->value_name("COUNT"),
+                            "ranges of a list of so many such values instead");
   return description;
 }
 
@@ -53,12 +55,7 @@ void run(const Arguments& arguments) {
     load.run();
     return load.printFigures();
   }
-  std::unique_ptr<EchoServer> echo;
   load::Links links;
-  if (arguments.echo != 0) {
-    echo = std::make_unique<EchoServer>(arguments.connections, arguments.echo);
-    for (const int end : echo->clientEnds()) links.push_back(std::make_unique<LineClient>(end));
-  }
   while (links.size() < arguments.connections) links.push_back(connect());
   load::RequestLoad load(arguments.load, std::move(links));
   load.run();
@@ -80,6 +77,10 @@ int main(int argc, char** argv) {
     }
   } catch (const po::error& error) {
     std::cerr << "oam_load: " << error.what() << '\n';
+    return 2;
+  }
+  if (arguments.load.redisRows != 0 && arguments.load.redisBytes == 0) {
+    std::cerr << "oam_load: --redis-rows goes with --redis\n";
     return 2;
   }
   if (arguments.connections == 0 || arguments.load.inFlight == 0) {

@@ -102,3 +102,10 @@ std::optional<std::string_view> LineClient::nextLine() {
   begin_ = searched_ = lineEnd + 1;
   return line;
 }
+
+std::optional<std::string_view> LineClient::nextBytes(std::size_t count) {
+  if (end_ - begin_ < count) return std::nullopt;
+  const std::string_view bytes(input_.data() + begin_, count);
+  begin_ = searched_ = begin_ + count;
+  return bytes;
+}

@@ -33,6 +33,8 @@ class LineClient {
   bool wait(int milliseconds) const;
   /// The next whole line without its line end, which stays valid until the next `transfer`.
   std::optional<std::string_view> nextLine();
+  /// The next so many bytes, once they are there; valid as long as a line is.
+  std::optional<std::string_view> nextBytes(std::size_t count);
 
  private:
   bool sendWaiting();
