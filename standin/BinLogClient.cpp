@@ -5,6 +5,7 @@
 
 #include "platform/LogStream.h"
 #include "standin/Environment.h"
+#include "standin/Pauses.h"
 
 namespace {
 
@@ -25,5 +26,6 @@ void occupyStandardStreams() {
 int zelClientBinLogInit(unsigned int) {
   occupyStandardStreams();
   zelLogLevelThreshold = standin::environment().logLevel;
+  if (standin::environment().manualClock) standin::Pauses::instance().setManual();
   return 0;
 }

@@ -206,6 +206,7 @@ bool Connection::beginBatch(std::string_view line, JsonDocument& document, rpc::
 }
 
 void Connection::takeRequest() {
+  if (ending_) return;
   if (inBatch_) {
     lastOfBatch_ = input_[requestEnd_] == ']';
     element_ = requestEnd_ + 1;
@@ -225,6 +226,7 @@ void Connection::finishBatch() {
   begin_ = searched_ = lineEnd_ + 1;
   lineEnd_ = none;
   findLine();
+  if (const Time time = std::exchange(batchHold_, {}); time != Time() && batchHasReply_) hold(time);
   if (batchHasReply_) {
     outgoing_ += batchReply_;
     outgoing_ += "]\n";
@@ -261,6 +263,7 @@ std::string Connection::waitingNotifications(JsonDocument& document) {
 }
 
 void Connection::notify(std::string_view line) {
+  if (ending_) return;
   if (streaming_) {
     afterBatch_ += line;
   } else {
@@ -282,12 +285,53 @@ bool Connection::isResting() const {
   return outgoing_.size() - sent_ - notificationBytes_ + batchReply_.size() >= maxUnsentReplyBytes;
 }
 
+// How many bytes may be sent now.
+std::size_t Connection::sendable() {
+  if (holds_.empty()) return outgoing_.size() - sent_;
+  const std::uint64_t position = sentBefore_ + sent_;
+  while (!holds_.empty() && holds_.front().from <= position &&
+         holds_.front().until <= std::chrono::steady_clock::now()) {
+    holds_.pop_front();
+  }
+  if (holds_.empty()) return outgoing_.size() - sent_;
+  return static_cast<std::size_t>(holds_.front().from - std::min(holds_.front().from, position));
+}
+
+void Connection::hold(Time time) {
+  if (inBatch_ && !streaming_) {
+    batchHold_ = std::max(batchHold_, time);
+  } else {
+    holds_.push_back({sentBefore_ + outgoing_.size(), time});
+  }
+}
+
+void Connection::endAfterThis() {
+  if (const Time time = std::exchange(batchHold_, {}); time != Time()) {
+    holds_.push_back({sentBefore_ + outgoing_.size(), time});
+  }
+  ending_ = inputEnded_ = true;
+  inBatch_ = batchHasReply_ = streaming_ = false;
+  emptied(batchReply_);
+  emptied(afterBatch_);
+  input_.clear();
+  begin_ = searched_ = element_ = 0;
+  lineEnd_ = none;
+}
+
+std::optional<Connection::Time> Connection::heldUntil() const {
+  return holds_.empty() ? std::nullopt : std::optional(holds_.front().until);
+}
+
 Connection::Sent Connection::send() {
+  blocked_ = false;
   while (sent_ < outgoing_.size()) {
-    const ssize_t bytes = ::send(descriptor_, outgoing_.data() + sent_, outgoing_.size() - sent_,
-                                 MSG_DONTWAIT | MSG_NOSIGNAL);
+    const std::size_t room = sendable();
+    if (room == 0) return Sent::some;
+    const ssize_t bytes =
+        ::send(descriptor_, outgoing_.data() + sent_, room, MSG_DONTWAIT | MSG_NOSIGNAL);
     if (bytes < 0 && errno == EINTR) continue;
-    if (bytes < 0 && errno == EAGAIN) return Sent::some;
+    blocked_ = bytes < 0 && errno == EAGAIN;
+    if (blocked_) return Sent::some;
     if (bytes < 0) return Sent::failed;
     noteSent(static_cast<std::size_t>(bytes));
   }

@@ -1,10 +1,12 @@
 // One client of the socket: what it has sent and is not served, and what it has not been sent.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -25,6 +27,8 @@ class Connection {
   bool subscribed = false;
   bool waitsForCallback = false;  ///< its next request needs one, and one is away
   bool inTurn = false;            ///< its request is being served
+  bool waits = false;             ///< for something else that is being done
+  bool seesRequests = false;      ///< subscribed to what the daemon is asked
   std::uint32_t watched = 0;      ///< events that the server waits for
 
   int descriptor() const { return descriptor_; }
@@ -48,7 +52,7 @@ class Connection {
   bool hasRequest() const { return inBatch_ || lineEnd_ != none || isTooLong(); }
   /// Whether it can be served now.
   bool isReady(bool mayCall) const {
-    return !inTurn && hasRequest() && !isResting() && (mayCall || !waitsForCallback);
+    return !inTurn && !waits && hasRequest() && !isResting() && (mayCall || !waitsForCallback);
   }
 
   /// Reads the request in turn into `document`. A request that cannot be read has an error. False
@@ -66,6 +70,7 @@ class Connection {
   /// Appends a reply to the one in turn with `write(text)`; undone where that throws.
   template <typename Write>
   void reply(Write&& write) {
+    if (ending_) return;
     std::string& text = inBatch_ ? batchReply_ : outgoing_;
     const std::size_t before = text.size();
     try {
@@ -82,10 +87,22 @@ class Connection {
   /// Appends a notification's line.
   void notify(std::string_view line);
 
+  using Time = std::chrono::steady_clock::time_point;
+  /// What is appended from now on is not sent before `time`; of a batch, the whole reply.
+  void hold(Time time);
+  /// The same from what was ready before: the connection ends once that is sent.
+  void endAfterThis();
+  /// When what is held back may be sent, if something is.
+  std::optional<Time> heldUntil() const;
+  /// Whether the end of what is ready is held back.
+  bool isHeld() { return sendable() == 0 && !holds_.empty(); }
+  /// Sends everything at once.
+  void release() { holds_.clear(); }
+
   /// Reply bytes, made or in the making, that are not sent are too many.
   bool isResting() const;
   /// Whether it has something to send that the client does not take.
-  bool isBlocked() const { return sent_ < outgoing_.size(); }
+  bool isBlocked() const { return blocked_; }
   /// All bytes that are not sent.
   std::size_t unsentBytes() const {
     return outgoing_.size() - sent_ + batchReply_.size() + afterBatch_.size();
@@ -115,6 +132,7 @@ class Connection {
   void streamBatch();
   void appendNotification(std::string_view line);
   void noteSent(std::size_t bytes);
+  std::size_t sendable();
 
   int descriptor_;
   bool kernelRefusesDescriptors_;
@@ -133,6 +151,14 @@ class Connection {
   std::uint64_t sentBefore_ = 0;       ///< bytes that have left `outgoing_`
   std::size_t notificationBytes_ = 0;  ///< in `outgoing_`, not sent
   std::deque<Stretch> stretches_;
+  struct Hold {
+    std::uint64_t from;  ///< in all that was ever appended
+    Time until;
+  };
+  std::deque<Hold> holds_;
+  Time batchHold_{};
+  bool ending_ = false;     ///< nothing is appended any more
+  bool blocked_ = false;    ///< the client does not take what could be sent
   std::string batchReply_;  ///< the reply to the batch in turn
   std::string afterBatch_;  ///< notifications that wait for the end of a reply that is being sent
   bool batchHasReply_ = false;

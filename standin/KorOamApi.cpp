@@ -24,10 +24,6 @@ int outcome(Operation&& operation) {
   }
 }
 
-void addBlock(ObjectText& members, std::string_view name, const Zel::Record& record) {
-  members.addFrom(name, [&] { standin::appendQuotedBlock(members.text(), record); });
-}
-
 }  // namespace
 
 KorOamApi::KorOamApi() : implementation_(std::make_unique<Implementation>()) {
@@ -83,26 +79,21 @@ int KorOamApi::sendSetInd(boost::shared_ptr<Zel::Record>& record, Zel::ApplyActi
 }
 
 int KorOamApi::sendEvent(const boost::shared_ptr<Zel::Event>& event) {
-  return outcome([&] {
-    return implementation_->service.send(
-        standin::event, [&](ObjectText& members) { addBlock(members, "event", *event); });
-  });
+  return outcome(
+      [&] { return implementation_->service.send(standin::event, *event, [](ObjectText&) {}); });
 }
 
 int KorOamApi::sendAlarm(const boost::shared_ptr<Zel::Alarm>& alarm) {
-  return outcome([&] {
-    return implementation_->service.send(
-        standin::alarm, [&](ObjectText& members) { addBlock(members, "alarm", *alarm); });
-  });
+  return outcome(
+      [&] { return implementation_->service.send(standin::alarm, *alarm, [](ObjectText&) {}); });
 }
 
 int KorOamApi::sendRecordUpdateEvent(const boost::shared_ptr<Zel::RecordUpdateEvent>& event,
                                      Zel::MgmtOpType opType) {
   return outcome([&] {
-    return implementation_->service.send(standin::recordUpdateEvent, [&](ObjectText& members) {
-      addBlock(members, "recordUpdateEvent", *event);
-      members.add("opType", std::int64_t{opType});
-    });
+    return implementation_->service.send(
+        standin::recordUpdateEvent, *event,
+        [&](ObjectText& members) { members.add("opType", std::int64_t{opType}); });
   });
 }
 

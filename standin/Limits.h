@@ -24,6 +24,13 @@ constexpr std::size_t maxConnections = 64;
 constexpr std::size_t maxUnsentReplyBytes = 4 * mebibyte;
 /// Past it, notifications included, a connection is closed.
 constexpr std::size_t maxUnsentBytes = 32 * mebibyte;
+constexpr std::size_t maxJournalEntries = 4096;
+constexpr std::size_t maxJournalBytes = mebibyte;
+constexpr std::size_t maxJournalEntryBytes = std::size_t{64} * 1024;
+constexpr std::size_t maxJournalPage = 1000;
+constexpr std::size_t maxFaults = 64;
+/// Pauses that one `advanceTime` ends.
+constexpr std::uint64_t maxEndedPauses = 10'000;
 /// Set indications whose outcome nobody has reported.
 constexpr std::size_t maxOutstandingSetInds = 65536;
 

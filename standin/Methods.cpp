@@ -1,6 +1,7 @@
 // The methods of the socket. Blocks are read, and the daemon is called, in the turn of the request.
 #include <unistd.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "records/Block.h"
@@ -75,59 +76,116 @@ boost::shared_ptr<Zel::Record> readRecord(Block& block) {
 
 /// Adds a list of records or key sets, as blocks.
 template <typename List>
-ObjectText& addBlocks(ObjectText& members, std::string_view name, const List& list) {
-  return members.addList(name, list.size(),
-                         [&](std::size_t i) { appendQuotedBlock(members.text(), *list[i]); });
+ObjectText& addBlocks(ObjectText& members, std::string_view name, const List& list,
+                      Fault::Blocks how) {
+  std::string& text = members.text();
+  return members.addList(name, list.size(), [&](std::size_t i) {
+    appendQuotedBlock(text, *list[i]);
+    spoilBlock(text, text.size() - 1, how);
+  });
+}
+
+/// The id in a record block, where it has one.
+std::optional<std::uint32_t> idIn(Block& block) {
+  std::uint32_t recordId = 0;
+  Zel::SerialStream stream = Zel::blockReader(block);
+  return (stream >> recordId).good ? std::optional(recordId) : std::nullopt;
 }
 
 }  // namespace
 
+/// Puts a reply into the journal and sends it, or does with it what the fault says.
+template <typename Write>
+void OamService::finish(Turn& turn, const Fault* fault, std::string_view member, Write&& write) {
+  turn.take();
+  const JournalEntry& entry = entryOf(turn);
+  const std::string_view outcome = member == "result" ? "reply" : member;
+  if (turn.wantsReply() && fault == nullptr && !server_.someoneSeesRequests()) {
+    return turn.reply(member, [&](std::string& out) {
+      const std::size_t begin = out.size();
+      write(out);
+      put(entry, outcome, std::string_view(out).substr(begin));
+    });
+  }
+  reply_.clear();
+  write(reply_);
+  put(entry, outcome, reply_);
+  const auto reply = [&] { turn.reply(member, [&](std::string& out) { out += reply_; }); };
+  Connection* const connection = turn.connection();
+  if (fault == nullptr || connection == nullptr || connection->closed()) {
+    reply();
+  } else if (turn.wantsReply()) {
+    sendFaultily(*connection, *fault, reply);
+  } else if (fault->action == Fault::Action::disconnect) {
+    connection->endAfterThis();
+  }
+  if (reply_.capacity() > mebibyte) std::string().swap(reply_);
+}
+
+void OamService::fail(Turn& turn, const rpc::Error& error) {
+  finish(turn, nullptr, "error", [&](std::string& out) { rpc::appendError(out, error); });
+}
+
 /// Answers with what `callback(errorString)` returns, or with what the API answers itself where
-/// `prepare()` throws a Refusal; `rest(members)` adds the further members of the result.
+/// `prepare(errorString)` throws a Refusal, or a fault says so; `rest(members, how)` adds the
+/// further members of the result, their blocks as a fault wants them.
 template <typename Prepare, typename Callback, typename Rest>
-bool OamService::answer(Turn& turn, Count& count, Prepare&& prepare, Callback&& callback,
-                        Rest&& rest) {
+Served OamService::answer(Turn& turn, Count& count, About about, Prepare&& prepare,
+                          Callback&& callback, Rest&& rest) {
+  JournalEntry& entry = entryOf(turn);
+  entry.recordId = about.recordId;
+  Fault* const found = faults_.choose(false, entry.method, about.recordId);
   Zel::MgmtResult result = Zel::MGMT_SUCCESS;
   Zel::ErrorString errorString;
   std::string why;
-  try {
-    prepare(errorString);
-    if (!turn.mayCall) return false;
-    ++count.requests;
-    turn.take();
-    call([&] { result = callback(errorString); });
-  } catch (Refusal& refusal) {
-    ++count.requests;
-    result = refusal.result;
-    why = std::move(refusal.why);
+  bool calls = false;
+  if (found != nullptr && found->result) {
+    result = static_cast<Zel::MgmtResult>(*found->result);
+    why = found->errorString.value_or("");
+  } else {
+    try {
+      prepare(errorString);
+      calls = true;
+    } catch (Refusal& refusal) {
+      result = refusal.result;
+      why = std::move(refusal.why);
+    }
   }
-  turn.result([&](std::string& out) {
+  if (calls && !turn.mayCall) return Served::needsCallback;
+  ++count.requests;
+  // It may be removed while the callback runs.
+  std::optional<Fault> fault;
+  if (found != nullptr) {
+    fault = *found;
+    ++found->hits;
+    entry.faultId = fault->id;
+  }
+  turn.take();
+  if (calls) call(entry, [&] { result = callback(errorString); });
+  finish(turn, fault ? &*fault : nullptr, "result", [&](std::string& out) {
     ObjectText members(out);
-    addResult(members, result).add("errorString", why.empty() ? errorString.c_str() : why.c_str());
-    rest(members);
+    addResult(members, result);
+    if (about.hasErrorString) members.add("errorString", calls ? errorString.c_str() : why.c_str());
+    rest(members, fault ? fault->blocks : Fault::Blocks::whole);
     members.end();
   });
-  return true;
+  return Served::done;
 }
 
 /// Answers a method whose result is nothing but the outcome; `callback()` returns that.
 template <typename Callback>
-bool OamService::answerSlot(Turn& turn, Count& count, bool filled, Callback&& callback) {
-  if (filled && !turn.mayCall) return false;
-  ++count.requests;
-  Zel::MgmtResult result = Zel::MGMT_MISSING_CALLBACK;
-  if (filled) {
-    turn.take();
-    result = callback();
-  }
-  turn.result([&](std::string& out) {
-    ObjectText members(out);
-    addResult(members, result).end();
-  });
-  return true;
+Served OamService::answerSlot(Turn& turn, Count& count, About about, bool filled,
+                              Callback&& callback) {
+  about.hasErrorString = false;
+  return answer(
+      turn, count, about,
+      [&](Zel::ErrorString&) {
+        if (!filled) throw Refusal{Zel::MGMT_MISSING_CALLBACK, ""};
+      },
+      [&](Zel::ErrorString&) { return callback(); }, [](ObjectText&, Fault::Blocks) {});
 }
 
-bool OamService::get(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::get(Turn& turn, Parameters& parameters, Count& count) {
   const std::uint32_t recordId = parameters.recordId("recordId");
   std::vector<Block> blocks = parameters.blocks("queryKeys", maxKeyBlocks);
   const bool wildcardAllowed = parameters.flag("wildcardAllowed", false);
@@ -137,7 +195,7 @@ bool OamService::get(Turn& turn, Parameters& parameters, Count& count) {
   Zel::RecordKeysList queryKeys;
   Zel::RecordList records;
   return answer(
-      turn, count,
+      turn, count, {recordId},
       [&](Zel::ErrorString&) {
         if (!slots_.get) throw missingCallback("get");
         for (Block& block : blocks) {
@@ -147,10 +205,10 @@ bool OamService::get(Turn& turn, Parameters& parameters, Count& count) {
       [&](Zel::ErrorString& errorString) {
         return slots_.get(recordId, queryKeys, batchSize, clearOnRead, records, errorString);
       },
-      [&](ObjectText& members) { addBlocks(members, "records", records); });
+      [&](ObjectText& members, Fault::Blocks how) { addBlocks(members, "records", records, how); });
 }
 
-bool OamService::getKeys(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::getKeys(Turn& turn, Parameters& parameters, Count& count) {
   const std::uint32_t recordId = parameters.recordId("recordId");
   std::optional<Block> queryBlock = parameters.optionalBlock("queryKeys");
   const bool wildcardAllowed = parameters.flag("wildcardAllowed", false);
@@ -162,7 +220,7 @@ bool OamService::getKeys(Turn& turn, Parameters& parameters, Count& count) {
   Zel::RecordKeysList keys;
   bool lastBatch = false;
   return answer(
-      turn, count,
+      turn, count, {recordId},
       [&](Zel::ErrorString&) {
         if (!slots_.getKeys) throw missingCallback("getKeys");
         if (queryBlock) query.keys = readKeys(recordId, wildcardAllowed, *queryBlock);
@@ -172,10 +230,12 @@ bool OamService::getKeys(Turn& turn, Parameters& parameters, Count& count) {
         return slots_.getKeys(recordId, batchSize, firstRequest, query, lastSent, keys, errorString,
                               lastBatch);
       },
-      [&](ObjectText& members) { addBlocks(members, "keys", keys).add("lastBatch", lastBatch); });
+      [&](ObjectText& members, Fault::Blocks how) {
+        addBlocks(members, "keys", keys, how).add("lastBatch", lastBatch);
+      });
 }
 
-bool OamService::set(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::set(Turn& turn, Parameters& parameters, Count& count) {
   Block block = parameters.block("record");
   const auto opType = static_cast<Zel::MgmtOpType>(parameters.number("opType"));
   const bool regDownloadFlag = parameters.flag("regDownloadFlag", false);
@@ -187,7 +247,7 @@ bool OamService::set(Turn& turn, Parameters& parameters, Count& count) {
   parameters.finish();
   boost::shared_ptr<Zel::Record> record;
   return answer(
-      turn, count,
+      turn, count, {idIn(block)},
       [&](Zel::ErrorString& errorString) {
         if (!slots_.set) throw missingCallback("set");
         record = readRecord(block);
@@ -196,10 +256,12 @@ bool OamService::set(Turn& turn, Parameters& parameters, Count& count) {
       [&](Zel::ErrorString& errorString) {
         return slots_.set(record, opType, regDownloadFlag, applyAction, errorString, transactionId);
       },
-      [&](ObjectText& members) { members.add("applyAction", std::int64_t{applyAction}); });
+      [&](ObjectText& members, Fault::Blocks) {
+        members.add("applyAction", std::int64_t{applyAction});
+      });
 }
 
-bool OamService::notify(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::notify(Turn& turn, Parameters& parameters, Count& count) {
   Block block = parameters.block("record");
   const auto opType = static_cast<Zel::MgmtOpType>(parameters.number("opType"));
   const bool regDownloadFlag = parameters.flag("regDownloadFlag", false);
@@ -208,7 +270,7 @@ bool OamService::notify(Turn& turn, Parameters& parameters, Count& count) {
   parameters.finish();
   boost::shared_ptr<Zel::Record> record;
   return answer(
-      turn, count,
+      turn, count, {idIn(block)},
       [&](Zel::ErrorString&) {
         if (!slots_.notify) throw missingCallback("notify");
         record = readRecord(block);
@@ -216,87 +278,102 @@ bool OamService::notify(Turn& turn, Parameters& parameters, Count& count) {
       [&](Zel::ErrorString&) {
         return slots_.notify(record, opType, regDownloadFlag, applyAction);
       },
-      [](ObjectText&) {});
+      [](ObjectText&, Fault::Blocks) {});
 }
 
-bool OamService::clear(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::clear(Turn& turn, Parameters& parameters, Count& count) {
   const std::uint32_t recordId = parameters.recordId("recordId");
   parameters.finish();
   return answer(
-      turn, count,
+      turn, count, {recordId},
       [&](Zel::ErrorString&) {
         if (!slots_.clear) throw missingCallback("clear");
       },
       [&](Zel::ErrorString& errorString) { return slots_.clear(recordId, errorString); },
-      [](ObjectText&) {});
+      [](ObjectText&, Fault::Blocks) {});
 }
 
-bool OamService::initProvComplete(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::initProvComplete(Turn& turn, Parameters& parameters, Count& count) {
   parameters.finish();
-  return answerSlot(turn, count, bool(slots_.initProvComplete), [&] {
-    call([&] { slots_.initProvComplete(); });
+  return answerSlot(turn, count, {}, bool(slots_.initProvComplete), [&] {
+    slots_.initProvComplete();
     return Zel::MGMT_SUCCESS;
   });
 }
 
-bool OamService::svcRegInd(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::svcRegInd(Turn& turn, Parameters& parameters, Count& count) {
   parameters.finish();
-  return answerSlot(turn, count, bool(slots_.svcRegInd), [&] {
-    call([&] { slots_.svcRegInd(); });
+  return answerSlot(turn, count, {}, bool(slots_.svcRegInd), [&] {
+    slots_.svcRegInd();
     return Zel::MGMT_SUCCESS;
   });
 }
 
-bool OamService::svcRegResult(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::svcRegResult(Turn& turn, Parameters& parameters, Count& count) {
   const std::uint32_t kind = parameters.number("kind");
   const auto result = static_cast<Zel::MgmtResult>(parameters.result("result"));
   const std::vector<std::uint16_t> groups = parameters.groups("groups", maxGroups);
   parameters.finish();
-  return answerSlot(turn, count, bool(slots_.svcRegResult), [&] {
-    reportOutcome(kind, result, groups);
-    return Zel::MGMT_SUCCESS;
-  });
+  return answer(
+      turn, count, {.hasErrorString = false},
+      [&](Zel::ErrorString&) {
+        if (!slots_.svcRegResult) throw Refusal{Zel::MGMT_MISSING_CALLBACK, ""};
+        if (turn.mayCall) noteOutcome(kind, result, groups);
+      },
+      [&](Zel::ErrorString&) {
+        slots_.svcRegResult(kind, result, groups);
+        return Zel::MGMT_SUCCESS;
+      },
+      [](ObjectText&, Fault::Blocks) {});
 }
 
-bool OamService::setIndResult(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::setIndResult(Turn& turn, Parameters& parameters, Count& count) {
   const std::uint32_t setIndId = parameters.number("setIndId");
   const auto result = static_cast<Zel::MgmtResult>(parameters.result("result"));
   parameters.finish();
   const bool filled = bool(slots_.setIndResult);
-  if (filled && !turn.mayCall) return false;
-  const boost::shared_ptr<Zel::Record> record = filled ? takeSetInd(setIndId) : nullptr;
+  boost::shared_ptr<Zel::Record> record = outstanding(setIndId);
   if (filled && !record) {
-    ++count.requests;
     throw rpc::Error{rpc::badParameters, "setIndId " + std::to_string(setIndId) +
                                              " is not an outstanding set indication"};
   }
-  return answerSlot(turn, count, filled, [&] {
-    Zel::MgmtResult outcome = Zel::MGMT_SUCCESS;
-    call([&] { outcome = slots_.setIndResult(record, result); });
-    return outcome;
+  const About about{record ? std::optional(record->id) : std::nullopt};
+  return answerSlot(turn, count, about, filled, [&] {
+    // Taken here, not before: a fault leaves it outstanding.
+    record = takeSetInd(setIndId);
+    return slots_.setIndResult(record, result);
   });
 }
 
-bool OamService::changeSubscription(Turn& turn, Parameters& parameters, Count& count, bool wanted) {
+Served OamService::changeSubscription(Turn& turn, Parameters& parameters, Count& count,
+                                      bool wanted) {
+  const bool requests = wanted && parameters.flag("requests", false);
   parameters.finish();
   ++count.requests;
   turn.take();
-  if (turn.connection() != nullptr) server_.subscribe(*turn.connection(), wanted);
+  if (Connection* const connection = turn.connection(); connection != nullptr) {
+    server_.subscribe(*connection, wanted);
+    connection->seesRequests = requests;
+  }
   turn.result([&](std::string& out) {
-    ObjectText(out).add("subscribed", wanted).add("connection", turn.number).end();
+    ObjectText(out)
+        .add("subscribed", wanted)
+        .add("requests", requests)
+        .add("connection", turn.number)
+        .end();
   });
-  return true;
+  return Served::done;
 }
 
-bool OamService::subscribe(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::subscribe(Turn& turn, Parameters& parameters, Count& count) {
   return changeSubscription(turn, parameters, count, true);
 }
 
-bool OamService::unsubscribe(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::unsubscribe(Turn& turn, Parameters& parameters, Count& count) {
   return changeSubscription(turn, parameters, count, false);
 }
 
-bool OamService::status(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::status(Turn& turn, Parameters& parameters, Count& count) {
   parameters.finish();
   ++count.requests;
   turn.result([&](std::string& out) {
@@ -304,7 +381,76 @@ bool OamService::status(Turn& turn, Parameters& parameters, Count& count) {
     writeStatus(members, turn);
     members.end();
   });
-  return true;
+  return Served::done;
+}
+
+Served OamService::journal(Turn& turn, Parameters& parameters, Count& count) {
+  Journal::Filter filter;
+  if (parameters.has("after")) filter.after = parameters.longNumber("after");
+  filter.limit = parameters.number("limit", maxJournalPage, 100);
+  filter.method = parameters.text("method", "");
+  if (parameters.has("recordId")) filter.recordId = parameters.recordId("recordId");
+  if (filter.limit == 0) {
+    throw rpc::Error{rpc::badParameters,
+                     "limit must be an integer from 1 to " + std::to_string(maxJournalPage)};
+  }
+  const auto method = methods_.find(filter.method);
+  if (parameters.has("method") && (method == methods_.end() || !method->second.ofDaemon)) {
+    throw rpc::Error{rpc::badParameters, "method must be a method of the daemon"};
+  }
+  parameters.finish();
+  ++count.requests;
+  turn.result([&](std::string& out) {
+    ObjectText(out)
+        .addFrom("entries", [&] { journal_.write(out, filter); })
+        .add("last", journal_.last())
+        .add("dropped", journal_.dropped())
+        .end();
+  });
+  return Served::done;
+}
+
+Served OamService::journalClear(Turn& turn, Parameters& parameters, Count& count) {
+  parameters.finish();
+  ++count.requests;
+  const std::size_t cleared = journal_.clear();
+  turn.result([&](std::string& out) { ObjectText(out).add("cleared", cleared).end(); });
+  return Served::done;
+}
+
+Served OamService::faultAdd(Turn& turn, Parameters& parameters, Count& count) {
+  const std::uint64_t id = faults_.add(
+      parameters,
+      [this](std::string_view name) {
+        const auto method = methods_.find(name);
+        return method != methods_.end() && method->second.ofDaemon;
+      },
+      [](std::string_view name) {
+        return std::find(notificationNames.begin(), notificationNames.end(), name) !=
+               notificationNames.end();
+      });
+  ++count.requests;
+  turn.result([&](std::string& out) { ObjectText(out).add("faultId", id).end(); });
+  return Served::done;
+}
+
+Served OamService::faultList(Turn& turn, Parameters& parameters, Count& count) {
+  parameters.finish();
+  ++count.requests;
+  turn.result([&](std::string& out) {
+    ObjectText(out).addFrom("faults", [&] { faults_.write(out); }).end();
+  });
+  return Served::done;
+}
+
+Served OamService::faultRemove(Turn& turn, Parameters& parameters, Count& count) {
+  std::optional<std::uint64_t> id;
+  if (parameters.has("faultId")) id = parameters.longNumber("faultId");
+  parameters.finish();
+  ++count.requests;
+  const std::size_t removed = faults_.remove(id);
+  turn.result([&](std::string& out) { ObjectText(out).add("removed", removed).end(); });
+  return Served::done;
 }
 
 void OamService::writeStatus(ObjectText& members, const Turn& turn) const {
@@ -380,6 +526,10 @@ void OamService::writeStatus(ObjectText& members, const Turn& turn) const {
         .add("orphanBytes", maxOrphanBytes)
         .add("keyBlocks", maxKeyBlocks)
         .add("groups", maxGroups)
+        .add("journalEntries", maxJournalEntries)
+        .add("journalBytes", maxJournalBytes)
+        .add("journalPage", maxJournalPage)
+        .add("faults", maxFaults)
         .add("connections", maxConnections)
         .add("unsentReplyBytes", maxUnsentReplyBytes)
         .add("unsentBytes", maxUnsentBytes);

@@ -3,6 +3,7 @@
 #include <malloc.h>
 #include <poll.h>
 
+#include <algorithm>
 #include <new>
 #include <system_error>
 #include <utility>
@@ -21,24 +22,32 @@ namespace {
 constexpr int mmapThreshold = 256 * 1024;
 /// A callback that is stopped may take this long before the clients get their answers without it.
 constexpr auto callbackPatience = std::chrono::seconds(1);
+/// While time passes, threads may take so long to come to rest.
+constexpr auto settleTime = std::chrono::seconds(1);
 
 }  // namespace
 
 OamService::OamService()
     : server_(*this),
       methods_{
-          {"get", {&OamService::get, {}}},
-          {"getKeys", {&OamService::getKeys, {}}},
-          {"set", {&OamService::set, {}}},
-          {"notify", {&OamService::notify, {}}},
-          {"clear", {&OamService::clear, {}}},
-          {"initProvComplete", {&OamService::initProvComplete, {}}},
-          {"svcRegInd", {&OamService::svcRegInd, {}}},
-          {"svcRegResult", {&OamService::svcRegResult, {}}},
-          {"setIndResult", {&OamService::setIndResult, {}}},
-          {"subscribe", {&OamService::subscribe, {}}},
-          {"unsubscribe", {&OamService::unsubscribe, {}}},
-          {"status", {&OamService::status, {}}},
+          {"get", {&OamService::get, true, {}}},
+          {"getKeys", {&OamService::getKeys, true, {}}},
+          {"set", {&OamService::set, true, {}}},
+          {"notify", {&OamService::notify, true, {}}},
+          {"clear", {&OamService::clear, true, {}}},
+          {"initProvComplete", {&OamService::initProvComplete, true, {}}},
+          {"svcRegInd", {&OamService::svcRegInd, true, {}}},
+          {"svcRegResult", {&OamService::svcRegResult, true, {}}},
+          {"setIndResult", {&OamService::setIndResult, true, {}}},
+          {"subscribe", {&OamService::subscribe, false, {}}},
+          {"unsubscribe", {&OamService::unsubscribe, false, {}}},
+          {"status", {&OamService::status, false, {}}},
+          {"journal", {&OamService::journal, false, {}}},
+          {"journalClear", {&OamService::journalClear, false, {}}},
+          {"advanceTime", {&OamService::advanceTime, false, {}}},
+          {"faultAdd", {&OamService::faultAdd, false, {}}},
+          {"faultList", {&OamService::faultList, false, {}}},
+          {"faultRemove", {&OamService::faultRemove, false, {}}},
       } {}
 
 OamService::~OamService() {
@@ -87,7 +96,7 @@ void OamService::run() {
   }
   while (!stopping()) {
     const bool more = server_.work(true);
-    if (!stopping()) server_.collect(more ? 0 : server_.patience());
+    if (!stopping()) server_.collect(more ? 0 : wait());
   }
   baton_.unlock();
   const std::lock_guard lock(endMutex_);
@@ -105,32 +114,71 @@ void OamService::runAutomatic() {
       automatic_.pop_front();
     }
     try {
-      switch (next.what) {
-        case Automatic::What::registration:
-          call([&] { slots_.svcRegInd(); });
-          break;
-        case Automatic::What::outcome:
-          reportOutcome(next.kind, Zel::MGMT_SUCCESS, next.groups);
-          break;
-        case Automatic::What::setInd:
-          const boost::shared_ptr<Zel::Record> record = takeSetInd(next.setIndId);
-          if (record && slots_.setIndResult) {
-            call([&] { slots_.setIndResult(record, Zel::MGMT_SUCCESS); });
-          }
-          break;
-      }
+      runAutomatic(next);
     } catch (const std::bad_alloc&) {
       complain("out of memory on the callback thread");
     }
   }
 }
 
-void OamService::reportOutcome(unsigned int kind, Zel::MgmtResult result,
-                               const std::vector<std::uint16_t>& groups) {
-  if (kind == svcRegIndOutcome && result == Zel::MGMT_SUCCESS) {
-    confirmedGroups_.insert(groups.begin(), groups.end());
+void OamService::runAutomatic(const Automatic& next) {
+  std::string params;
+  switch (next.what) {
+    case Automatic::What::registration:
+      return callAutomatically("svcRegInd", "null", std::nullopt, [&] {
+        slots_.svcRegInd();
+        return Zel::MGMT_SUCCESS;
+      });
+    case Automatic::What::outcome:
+      ObjectText(params)
+          .add("kind", next.kind)
+          .add("result", 0)
+          .addList("groups", next.groups.size(),
+                   [&](std::size_t i) { appendGroup(params, next.groups[i]); })
+          .end();
+      noteOutcome(next.kind, Zel::MGMT_SUCCESS, next.groups);
+      return callAutomatically("svcRegResult", std::move(params), std::nullopt, [&] {
+        slots_.svcRegResult(next.kind, Zel::MGMT_SUCCESS, next.groups);
+        return Zel::MGMT_SUCCESS;
+      });
+    case Automatic::What::setInd:
+      const boost::shared_ptr<Zel::Record> record = takeSetInd(next.setIndId);
+      if (!record || !slots_.setIndResult) return;
+      ObjectText(params).add("setIndId", next.setIndId).add("result", 0).end();
+      callAutomatically("setIndResult", std::move(params), record->id,
+                        [&] { return slots_.setIndResult(record, Zel::MGMT_SUCCESS); });
   }
-  call([&] { slots_.svcRegResult(kind, result, groups); });
+}
+
+/// Calls the daemon as a client's request would, and puts that into the journal.
+template <typename Callback>
+void OamService::callAutomatically(std::string_view method, std::string params,
+                                   std::optional<std::uint32_t> recordId, Callback&& callback) {
+  JournalEntry entry;
+  appendTime(entry.time);
+  entry.method = method;
+  entry.params = std::move(params);
+  entry.recordId = recordId;
+  Zel::MgmtResult result = Zel::MGMT_SUCCESS;
+  call(entry, [&] { result = callback(); });
+  reply_.clear();
+  ObjectText members(reply_);
+  addResult(members, result).end();
+  put(entry, "reply", reply_);
+}
+
+void OamService::noteOutcome(unsigned int kind, Zel::MgmtResult result,
+                             const std::vector<std::uint16_t>& groups) {
+  if (kind != svcRegIndOutcome || result != Zel::MGMT_SUCCESS) return;
+  confirmedGroups_.insert(groups.begin(), groups.end());
+}
+
+void OamService::put(const JournalEntry& entry, std::string_view outcome, std::string_view value) {
+  const std::string_view text = journal_.add(entry, outcome, value);
+  if (!server_.someoneSeesRequests()) return;
+  line_.clear();
+  rpc::appendNotification(line_, "request", text);
+  server_.distribute(true, [&](Connection& connection) { connection.notify(line_); });
 }
 
 // --- the main thread ----------------------------------------------------------------------------
@@ -142,7 +190,7 @@ void OamService::attend() {
     try {
       const bool more = server_.work(false);
       pollfd events[] = {{wakeDescriptor(), POLLIN, 0}, {server_.descriptor(), POLLIN, 0}};
-      if (baton_.isAway()) ::poll(events, 2, more ? 0 : server_.patience());
+      if (baton_.isAway()) ::poll(events, 2, more ? 0 : wait());
       woken = (events[0].revents & POLLIN) != 0;
       server_.collect(0);
     } catch (const std::bad_alloc&) {
@@ -165,6 +213,7 @@ void OamService::end() {
   }
   baton_.lock();
   deliver();
+  advance_.reset();
   server_.shutDown();
   baton_.unlock();
   thread_.join();
@@ -194,15 +243,25 @@ void OamService::deliver() {
     delivered_.swap(posted_);
     hasPosted_ = false;
   }
-  for (const Posted& posted : delivered_) {
-    ++notificationCounts_[posted.which];
-    if (posted.which <= svcRegEndInd) lastIndication_ = notificationNames[posted.which];
-    if (posted.params.empty()) continue;
-    line_.clear();
-    rpc::appendNotification(line_, notificationNames[posted.which], posted.params);
-    server_.distribute(line_);
-  }
+  for (Posted& posted : delivered_) deliver(posted);
   delivered_.clear();
+}
+
+void OamService::deliver(Posted& posted) {
+  const std::string_view name = notificationNames[posted.which];
+  ++notificationCounts_[posted.which];
+  if (posted.which <= svcRegEndInd) lastIndication_ = name;
+  if (posted.params.empty() || !server_.hasSubscribers()) return;
+  Fault* const found = faults_.choose(true, name, posted.recordId);
+  const Fault fault = found == nullptr ? Fault() : *found;
+  if (found != nullptr) ++found->hits;
+  if (posted.blockEnd != 0) spoilBlock(posted.params, posted.blockEnd, fault.blocks);
+  line_.clear();
+  rpc::appendNotification(line_, name, posted.params);
+  if (fault.action == Fault::Action::duplicate) line_ += std::string(line_);
+  server_.distribute(false, [&](Connection& connection) {
+    sendFaultily(connection, fault, [&] { connection.notify(line_); });
+  });
 }
 
 bool OamService::sendGroups(Notification which, Zel::OamSvcRegInd::SvcRegType type,
@@ -217,8 +276,14 @@ bool OamService::sendGroups(Notification which, Zel::OamSvcRegInd::SvcRegType ty
   }
   const Automatic automatic{.what = Automatic::What::outcome, .kind = outcome, .groups = groups};
   const bool reports = environment().automatic && slots_.svcRegResult;
-  post({which, std::move(params)}, reports ? &automatic : nullptr);
+  post({which, std::move(params), std::nullopt, 0}, reports ? &automatic : nullptr);
   return true;
+}
+
+boost::shared_ptr<Zel::Record> OamService::outstanding(std::uint32_t setIndId) {
+  const std::lock_guard lock(setIndMutex_);
+  const auto found = outstandingSetInds_.find(setIndId);
+  return found == outstandingSetInds_.end() ? nullptr : found->second;
 }
 
 boost::shared_ptr<Zel::Record> OamService::takeSetInd(std::uint32_t setIndId) {
@@ -236,19 +301,20 @@ bool OamService::sendSetInd(const boost::shared_ptr<Zel::Record>& record,
   // With the lock, so that the numbers go out in their order.
   const std::lock_guard lock(setIndMutex_);
   const std::uint32_t setIndId = lastSetIndId_ + 1;
-  std::string params;
+  Posted posted{setInd, {}, record->id, 0};
   if (server_.hasSubscribers()) {
-    ObjectText(params)
-        .add("setIndId", setIndId)
-        .addFrom("record", [&] { appendQuotedBlock(params, *record); })
-        .add("opType", std::int64_t{opType})
-        .add("applyAction", std::int64_t{applyAction})
-        .end();
+    std::string& params = posted.params;
+    ObjectText members(params);
+    members.add("setIndId", setIndId).addFrom("record", [&] {
+      appendQuotedBlock(params, *record);
+    });
+    posted.blockEnd = params.size() - 1;
+    members.add("opType", std::int64_t{opType}).add("applyAction", std::int64_t{applyAction}).end();
   }
   outstandingSetInds_[setIndId] = record;
   const Automatic automatic{.what = Automatic::What::setInd, .groups = {}, .setIndId = setIndId};
   try {
-    post({setInd, std::move(params)}, environment().automatic ? &automatic : nullptr);
+    post(std::move(posted), environment().automatic ? &automatic : nullptr);
   } catch (...) {
     outstandingSetInds_.erase(setIndId);
     throw;
@@ -262,29 +328,112 @@ bool OamService::sendSetInd(const boost::shared_ptr<Zel::Record>& record,
 
 // --- requests -----------------------------------------------------------------------------------
 
-bool OamService::serve(Turn& turn, const rpc::Request& request) {
+Served OamService::serve(Turn& turn, const rpc::Request& request) {
+  if (request.error.code != 0) {
+    turn.error(request.error);
+    return Served::done;
+  }
+  const auto method = methods_.find(request.method);
+  if (method == methods_.end()) {
+    turn.error({rpc::unknownMethod, "there is no method " + rpc::shown(request.method)});
+    return Served::done;
+  }
+  const Method& found = method->second;
+  if (found.ofDaemon) begin(entryOf(turn), turn, method->first, request);
+  const auto refuse = [&](const rpc::Error& error) {
+    found.ofDaemon ? fail(turn, error) : turn.error(error);
+  };
+  Served served = Served::done;
+  const std::uint64_t before = found.count.requests;
   try {
-    if (request.error.code != 0) {
-      turn.error(request.error);
-      return true;
-    }
-    const auto method = methods_.find(request.method);
-    if (method == methods_.end()) {
-      turn.error({rpc::unknownMethod, "there is no method " + rpc::shown(request.method)});
-      return true;
-    }
     Parameters parameters(request.params);
-    const Method& found = method->second;
-    const bool served = (this->*found.serve)(turn, parameters, found.count);
-    if (served) ++found.count.answered;
-    return served;
+    served = (this->*found.serve)(turn, parameters, found.count);
   } catch (const rpc::Error& error) {
-    turn.error(error);
+    if (found.count.requests == before) ++found.count.requests;
+    refuse(error);
   } catch (const std::bad_alloc&) {
     // Without memory for one reply there may well be enough for the next.
-    turn.error({rpc::internalError, "out of memory"});
+    refuse({rpc::internalError, "out of memory"});
   }
-  return true;
+  if (served == Served::done) ++found.count.answered;
+  return served;
+}
+
+void OamService::begin(JournalEntry& entry, const Turn& turn, std::string_view method,
+                       const rpc::Request& request) {
+  entry.time.clear();
+  appendTime(entry.time);
+  entry.connection = turn.number;
+  entry.id = turn.id;
+  entry.method = method;
+  entry.params.clear();
+  if (request.params == nullptr) {
+    entry.params = "null";
+  } else {
+    appendJson(entry.params, *request.params);
+  }
+  entry.recordId.reset();
+  entry.called = false;
+  entry.microseconds = entry.faultId = 0;
+}
+
+// --- time ---------------------------------------------------------------------------------------
+
+int OamService::wait() const {
+  const int patience = server_.patience();
+  if (!advance_) return patience;
+  if (server_.sawEvents()) return 0;
+  const auto left = advance_->deadline - std::chrono::steady_clock::now();
+  const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(left).count();
+  const int own = static_cast<int>(std::clamp<std::int64_t>(milliseconds, 0, 1000));
+  return patience < 0 ? own : std::min(own, patience);
+}
+
+// A step, once every thread is in a pause, has ended, or has nothing to do.
+void OamService::idle(bool mayCall) {
+  if (!advance_) return;
+  Pauses& pauses = Pauses::instance();
+  const bool rest =
+      pauses.othersRest() && (mayCall || pauses.callbackRests()) && !hasPosted_ && !hasAutomatic_;
+  const auto now = std::chrono::steady_clock::now();
+  if (!rest && now < advance_->deadline) return;
+  if (!rest) advance_->settled = false;
+  advance_->deadline = now + settleTime;
+  const std::optional<Pauses::Duration> next = pauses.shortest();
+  if (advance_->passed || advance_->ended >= maxEndedPauses) return endAdvance();
+  const Pauses::Duration step = std::min(next.value_or(advance_->left), advance_->left);
+  const std::size_t ended = pauses.pass(step);
+  advance_->ended += ended;
+  advance_->left -= step;
+  // What was ended goes on; without that, nothing more comes.
+  advance_->passed = ended == 0;
+  if (advance_->passed) endAdvance();
+}
+
+void OamService::endAdvance() {
+  Advance advance = std::move(*advance_);
+  advance_.reset();
+  Pauses::instance().thaw();
+  deliver();
+  advance.turn.result([&](std::string& out) {
+    ObjectText(out).add("ended", advance.ended).add("settled", advance.settled).end();
+  });
+  server_.finish(advance.turn);
+  server_.goOn();
+}
+
+Served OamService::advanceTime(Turn& turn, Parameters& parameters, Count& count) {
+  constexpr double mostSeconds = 4294967295;
+  const double seconds = parameters.fraction("seconds", mostSeconds);
+  parameters.finish();
+  if (advance_) return Served::later;
+  ++count.requests;
+  turn.take();
+  Pauses::instance().freeze([this] { server_.wake(); });
+  advance_.emplace(
+      Advance{turn, std::chrono::round<Pauses::Duration>(std::chrono::duration<double>(seconds)),
+              std::chrono::steady_clock::now() + settleTime});
+  return Served::pending;
 }
 
 }  // namespace standin

@@ -11,6 +11,7 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -20,8 +21,12 @@
 #include "platform/KorOamApi.h"
 #include "records/MgmtEnums.h"
 #include "standin/Baton.h"
+#include "standin/Faults.h"
+#include "standin/Journal.h"
 #include "standin/JsonText.h"
 #include "standin/Parameters.h"
+#include "standin/Pauses.h"
+#include "standin/Replies.h"
 #include "standin/SocketServer.h"
 
 namespace standin {
@@ -60,6 +65,22 @@ constexpr std::array<std::string_view, notificationCount> notificationNames = {
     "svcRegInd", "svcRegSetUpdateInd", "svcRegEndInd",  "setInd", "event",
     "alarm",     "recordUpdateEvent",  "deferredSetRsp"};
 
+/// Does what a fault says with what `append()` appends for a connection.
+template <typename Append>
+void sendFaultily(Connection& connection, const Fault& fault, Append&& append) {
+  if (fault.delayMilliseconds) {
+    connection.hold(std::chrono::steady_clock::now() +
+                    std::chrono::milliseconds(*fault.delayMilliseconds));
+  }
+  if (fault.action == Fault::Action::disconnect) return connection.endAfterThis();
+  if (fault.action != Fault::Action::drop) append();
+}
+
+/// The parameter of a notification that is its block.
+constexpr std::string_view blockName(Notification which) {
+  return which == setInd ? "record" : notificationNames[which];
+}
+
 /// An outcome that the API reports by itself, once the callback that caused it has returned.
 struct Automatic {
   enum class What { registration, outcome, setInd } what;
@@ -91,7 +112,22 @@ class OamService final : private RequestHandler, private MainDuty {
       write(members);
       members.end();
     }
-    post({which, std::move(params)}, nullptr);
+    post({which, std::move(params), std::nullopt, 0}, nullptr);
+    return true;
+  }
+  /// The same for one that has a block, which is the first of its parameters.
+  template <typename Write>
+  bool send(Notification which, const Zel::Record& record, Write&& write) {
+    if (stopping()) return false;
+    Posted posted{which, {}, record.id, 0};
+    if (server_.hasSubscribers()) {
+      ObjectText members(posted.params);
+      members.addFrom(blockName(which), [&] { appendQuotedBlock(posted.params, record); });
+      posted.blockEnd = posted.params.size() - 1;
+      write(members);
+      members.end();
+    }
+    post(std::move(posted), nullptr);
     return true;
   }
   bool sendGroups(Notification which, Zel::OamSvcRegInd::SvcRegType type,
@@ -103,57 +139,102 @@ class OamService final : private RequestHandler, private MainDuty {
   struct Posted {
     Notification which;
     std::string params;  ///< empty where nobody had subscribed
+    std::optional<std::uint32_t> recordId;
+    std::size_t blockEnd = 0;  ///< in `params`, where they hold a block
+  };
+  /// Time that a client lets pass, a pause at a time.
+  struct Advance {
+    Turn turn;
+    Pauses::Duration left;
+    std::chrono::steady_clock::time_point deadline;  ///< of the wait for the threads
+    std::uint64_t ended = 0;
+    bool settled = true;
+    bool passed = false;  ///< only the last wait is left
   };
   struct Count {
     std::uint64_t requests = 0, answered = 0;
   };
   /// Serves a method. False, and nothing done, where it needs a callback and has none.
-  using Serve = bool (OamService::*)(Turn& turn, Parameters& parameters, Count& count);
+  using Serve = Served (OamService::*)(Turn& turn, Parameters& parameters, Count& count);
   struct Method {
     Serve serve;
+    bool ofDaemon;  ///< not the API's own
     mutable Count count;
   };
 
   // On the thread that has the baton.
-  bool serve(Turn& turn, const rpc::Request& request) override;
+  Served serve(Turn& turn, const rpc::Request& request) override;
+  void idle(bool mayCall) override;
   void prepare(bool mayCall) override {
     deliver();
     if (mayCall) runAutomatic();
   }
-  bool get(Turn& turn, Parameters& parameters, Count& count);
-  bool getKeys(Turn& turn, Parameters& parameters, Count& count);
-  bool set(Turn& turn, Parameters& parameters, Count& count);
-  bool notify(Turn& turn, Parameters& parameters, Count& count);
-  bool clear(Turn& turn, Parameters& parameters, Count& count);
-  bool initProvComplete(Turn& turn, Parameters& parameters, Count& count);
-  bool svcRegInd(Turn& turn, Parameters& parameters, Count& count);
-  bool svcRegResult(Turn& turn, Parameters& parameters, Count& count);
-  bool setIndResult(Turn& turn, Parameters& parameters, Count& count);
-  bool subscribe(Turn& turn, Parameters& parameters, Count& count);
-  bool unsubscribe(Turn& turn, Parameters& parameters, Count& count);
-  bool status(Turn& turn, Parameters& parameters, Count& count);
+  Served get(Turn& turn, Parameters& parameters, Count& count);
+  Served getKeys(Turn& turn, Parameters& parameters, Count& count);
+  Served set(Turn& turn, Parameters& parameters, Count& count);
+  Served notify(Turn& turn, Parameters& parameters, Count& count);
+  Served clear(Turn& turn, Parameters& parameters, Count& count);
+  Served initProvComplete(Turn& turn, Parameters& parameters, Count& count);
+  Served svcRegInd(Turn& turn, Parameters& parameters, Count& count);
+  Served svcRegResult(Turn& turn, Parameters& parameters, Count& count);
+  Served setIndResult(Turn& turn, Parameters& parameters, Count& count);
+  Served subscribe(Turn& turn, Parameters& parameters, Count& count);
+  Served unsubscribe(Turn& turn, Parameters& parameters, Count& count);
+  Served status(Turn& turn, Parameters& parameters, Count& count);
+  Served journal(Turn& turn, Parameters& parameters, Count& count);
+  Served journalClear(Turn& turn, Parameters& parameters, Count& count);
+  Served advanceTime(Turn& turn, Parameters& parameters, Count& count);
+  Served faultAdd(Turn& turn, Parameters& parameters, Count& count);
+  Served faultList(Turn& turn, Parameters& parameters, Count& count);
+  Served faultRemove(Turn& turn, Parameters& parameters, Count& count);
 
+  struct About {
+    std::optional<std::uint32_t> recordId{};
+    bool hasErrorString = true;
+  };
   template <typename Prepare, typename Callback, typename Rest>
-  bool answer(Turn& turn, Count& count, Prepare&& prepare, Callback&& callback, Rest&& rest);
+  Served answer(Turn& turn, Count& count, About about, Prepare&& prepare, Callback&& callback,
+                Rest&& rest);
   template <typename Callback>
-  bool answerSlot(Turn& turn, Count& count, bool filled, Callback&& callback);
+  Served answerSlot(Turn& turn, Count& count, About about, bool filled, Callback&& callback);
   /// Calls the daemon, without the baton. What the callback sent goes ahead of what follows.
   template <typename Callback>
-  void call(Callback&& callback) {
+  void call(JournalEntry& entry, Callback&& callback) {
+    entry.called = true;
+    const auto start = std::chrono::steady_clock::now();
     baton_.without(callback, [this] { server_.wake(); });
+    entry.microseconds =
+        static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(
+                                       std::chrono::steady_clock::now() - start)
+                                       .count());
     server_.callbackIsBack();
     deliver();
   }
-  bool changeSubscription(Turn& turn, Parameters& parameters, Count& count, bool wanted);
+  void fail(Turn& turn, const rpc::Error& error);
+  template <typename Write>
+  void finish(Turn& turn, const Fault* fault, std::string_view member, Write&& write);
+  void put(const JournalEntry& entry, std::string_view outcome, std::string_view value);
+  static void begin(JournalEntry& entry, const Turn& turn, std::string_view method,
+                    const rpc::Request& request);
+  JournalEntry& entryOf(const Turn& turn) { return entries_[turn.mayCall ? 1 : 0]; }
+  template <typename Callback>
+  void callAutomatically(std::string_view method, std::string params,
+                         std::optional<std::uint32_t> recordId, Callback&& callback);
+  void deliver(Posted& posted);
+  boost::shared_ptr<Zel::Record> outstanding(std::uint32_t setIndId);
+  void endAdvance();
+  int wait() const;
+  Served changeSubscription(Turn& turn, Parameters& parameters, Count& count, bool wanted);
   void writeStatus(ObjectText& members, const Turn& turn) const;
   void deliver();
-  void reportOutcome(unsigned int kind, Zel::MgmtResult result,
-                     const std::vector<std::uint16_t>& groups);
+  void noteOutcome(unsigned int kind, Zel::MgmtResult result,
+                   const std::vector<std::uint16_t>& groups);
   boost::shared_ptr<Zel::Record> takeSetInd(std::uint32_t setIndId);
 
   // Callback thread.
   void run();
   void runAutomatic();
+  void runAutomatic(const Automatic& next);
 
   // Main thread.
   int patience() override { return baton_.patience(); }
@@ -169,6 +250,11 @@ class OamService final : private RequestHandler, private MainDuty {
   SocketServer server_;
   std::map<std::string, Method, std::less<>> methods_;
   std::array<std::uint64_t, notificationCount> notificationCounts_{};
+  Journal journal_;
+  std::array<JournalEntry, 2> entries_;  ///< of the request in turn: main, callback thread
+  Faults faults_;
+  std::optional<Advance> advance_;
+  std::string reply_;  ///< one that is not written in its place at once
   std::set<std::uint16_t> confirmedGroups_;
   std::string lastIndication_ = "none";
   std::string line_;               ///< a notification's

@@ -128,6 +128,24 @@ std::int32_t Parameters::result(std::string_view name) {
   return static_cast<std::int32_t>(*number);
 }
 
+std::uint64_t Parameters::longNumber(std::string_view name) {
+  const std::optional<std::int64_t> number = require(name).integer();
+  if (!number || *number < 0) refuse(name, "must be an integer that is not negative");
+  return static_cast<std::uint64_t>(*number);
+}
+
+double Parameters::fraction(std::string_view name, double max) {
+  const JsonValue& value = require(name);
+  double number = -1;
+  if (value.is(Kind::integer) || value.is(Kind::number)) {
+    std::from_chars(value.text.data(), value.text.data() + value.text.size(), number);
+  }
+  if (!(number >= 0 && number <= max)) {
+    refuse(name, "must be a number from 0 to " + std::to_string(static_cast<std::int64_t>(max)));
+  }
+  return number;
+}
+
 bool Parameters::flag(std::string_view name, bool fallback) {
   const JsonValue* value = find(name);
   if (value == nullptr) return fallback;

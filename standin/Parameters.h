@@ -21,12 +21,18 @@ class Parameters {
   /// `params` may be null, as an empty object; an empty list is one, too.
   explicit Parameters(const JsonValue* params) : params_(params) {}
 
+  /// Whether a parameter is given.
+  bool has(std::string_view name) { return find(name) != nullptr; }
   std::uint32_t recordId(std::string_view name);
   std::vector<std::uint16_t> groups(std::string_view name, std::size_t max);
   std::uint32_t number(std::string_view name, std::uint32_t max = 0xFFFFFFFF);
   std::uint32_t number(std::string_view name, std::uint32_t max, std::uint32_t fallback);
+  /// A number that may have more than 32 bits.
+  std::uint64_t longNumber(std::string_view name);
   /// A management result, which may be negative.
   std::int32_t result(std::string_view name);
+  /// A number from 0 to `max`, fractions allowed.
+  double fraction(std::string_view name, double max);
   bool flag(std::string_view name, bool fallback);
   std::string text(std::string_view name, std::string_view fallback);
   Block block(std::string_view name);

@@ -10,22 +10,118 @@ Pauses& Pauses::instance() {
   return pauses;
 }
 
-Pauses::Duration Pauses::now() const { return std::chrono::steady_clock::now().time_since_epoch(); }
+/// A thread that pauses, from its first pause to its end.
+class Pauses::Presence {
+ public:
+  explicit Presence(Pauses& pauses) : pauses_(pauses) {
+    ++pauses_.others_;
+    pauses_.hasPaused_ = true;
+  }
+  ~Presence() {
+    const std::lock_guard lock(pauses_.mutex_);
+    --pauses_.others_;
+    if (pauses_.onRest_) pauses_.onRest_();
+  }
+  Presence(const Presence&) = delete;
+  Presence& operator=(const Presence&) = delete;
+
+ private:
+  Pauses& pauses_;
+};
+
+Pauses::Duration Pauses::now() const {
+  if (manual_) return passed_;
+  return passed_ + frozen_.value_or(std::chrono::steady_clock::now().time_since_epoch());
+}
 
 void Pauses::pause(std::chrono::seconds length) {
   std::unique_lock lock(mutex_);
   const bool ofCallback = std::this_thread::get_id() == callbackThread_;
+  if (!ofCallback) thread_local const Presence presence(*this);
   Entry entry{ofCallback, now() + length, entries_};
   entries_ = &entry;
+  if (onRest_) onRest_();
   if (ofCallback && onPause_) {
     lock.unlock();
     onPause_();
     lock.lock();
   }
-  while (!stopped_ && now() < entry.end) changed_.wait_for(lock, entry.end - now());
+  while (!stopped_ && !entry.over) {
+    const Duration left = entry.end - now();
+    if (manual_ || frozen_) {
+      changed_.wait(lock);
+    } else if (left > Duration(0)) {
+      changed_.wait_for(lock, left);
+    } else {
+      break;
+    }
+  }
   Entry** at = &entries_;
   while (*at != &entry) at = &(*at)->next;
   *at = entry.next;
+}
+
+void Pauses::setManual() {
+  const std::lock_guard lock(mutex_);
+  manual_ = true;
+}
+
+void Pauses::freeze(std::function<void()> onPause) {
+  const std::lock_guard lock(mutex_);
+  frozen_ = std::chrono::steady_clock::now().time_since_epoch();
+  onRest_ = std::move(onPause);
+}
+
+void Pauses::thaw() {
+  const std::lock_guard lock(mutex_);
+  if (!frozen_) return;
+  // The clock goes on from where it was stopped.
+  if (!manual_) passed_ -= std::chrono::steady_clock::now().time_since_epoch() - *frozen_;
+  frozen_.reset();
+  onRest_ = nullptr;
+  changed_.notify_all();
+}
+
+std::size_t Pauses::pass(Duration time) {
+  const std::lock_guard lock(mutex_);
+  passed_ += time;
+  std::size_t count = 0;
+  for (Entry* entry = entries_; entry != nullptr; entry = entry->next) {
+    if (entry->over || entry->end > now()) continue;
+    entry->over = true;
+    ++count;
+  }
+  changed_.notify_all();
+  return count;
+}
+
+std::optional<Pauses::Duration> Pauses::shortest() const {
+  const std::lock_guard lock(mutex_);
+  std::optional<Duration> end;
+  for (const Entry* entry = entries_; entry != nullptr; entry = entry->next) {
+    if (!entry->over) end = std::min(end.value_or(entry->end), entry->end);
+  }
+  if (!end) return std::nullopt;
+  return std::max(Duration(0), *end - now());
+}
+
+// With the lock held.
+std::size_t Pauses::resting(bool ofCallback) const {
+  std::size_t count = 0;
+  for (const Entry* entry = entries_; entry != nullptr; entry = entry->next) {
+    if (!entry->over && entry->ofCallback == ofCallback) ++count;
+  }
+  return count;
+}
+
+bool Pauses::othersRest() const {
+  const std::lock_guard lock(mutex_);
+  return hasPaused_ && resting(false) == others_;
+}
+
+bool Pauses::callbackRests() const {
+  const std::lock_guard lock(mutex_);
+  return resting(true) != 0;
 }
 
 void Pauses::stop() {
@@ -49,7 +145,8 @@ std::vector<Pauses::Pause> Pauses::all() const {
   const std::lock_guard lock(mutex_);
   std::vector<Pause> pauses;
   for (const Entry* entry = entries_; entry != nullptr; entry = entry->next) {
-    pauses.push_back({entry->ofCallback, std::max(Duration(0), entry->end - now())});
+    if (!entry->over)
+      pauses.push_back({entry->ofCallback, std::max(Duration(0), entry->end - now())});
   }
   return pauses;
 }

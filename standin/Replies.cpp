@@ -14,6 +14,16 @@ void appendInQuotes(std::string& out, Write&& write) {
 
 }  // namespace
 
+void spoilBlock(std::string& text, std::size_t end, Fault::Blocks how) {
+  if (text[end - 1] == '"') return;  // there is nothing in it
+  if (how == Fault::Blocks::truncate) text.erase(end - 2, 2);
+  if (how != Fault::Blocks::flip) return;
+  for (std::size_t at = end - 2; at != end; ++at) {
+    const int digit = text[at] <= '9' ? text[at] - '0' : text[at] - 'a' + 10;
+    text[at] = "fedcba9876543210"[digit];
+  }
+}
+
 void appendGroup(std::string& out, std::uint16_t group) {
   out += "\"0x" + Zel::hexText(group) + '"';
 }

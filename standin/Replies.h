@@ -7,6 +7,7 @@
 #include "records/MgmtEnums.h"
 #include "records/Record.h"
 #include "records/RecordKeys.h"
+#include "standin/Faults.h"
 #include "standin/JsonText.h"
 
 namespace standin {
@@ -18,6 +19,9 @@ void appendGroup(std::string& out, std::uint16_t group);
 /// which no class of the catalogue reaches, is an empty string.
 void appendQuotedBlock(std::string& out, const Zel::Record& record);
 void appendQuotedBlock(std::string& out, const Zel::RecordKeys& keys);
+
+/// Changes the block that ends at `end` in `text`, as a fault wants it.
+void spoilBlock(std::string& text, std::size_t end, Fault::Blocks how);
 
 /// Adds what the result of every management request begins with: `result` and `resultText`.
 ObjectText& addResult(ObjectText& members, Zel::MgmtResult result);

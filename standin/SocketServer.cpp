@@ -60,9 +60,7 @@ void Turn::take() {
 }
 
 void Turn::error(const rpc::Error& error) {
-  take();
-  if (!wantsReply()) return;
-  connection_->reply([&](std::string& out) { rpc::appendErrorReply(out, id, error); });
+  reply("error", [&](std::string& out) { rpc::appendError(out, error); });
 }
 
 SocketServer::SocketServer(RequestHandler& handler) : handler_(handler) {
@@ -98,7 +96,16 @@ void SocketServer::wake() {
   if (::write(wakeUp_, &one, sizeof one) < 0) return;  // it is awake already
 }
 
-int SocketServer::patience() const { return retrying_ ? millisecondsUntil(retryAccept_) : -1; }
+int SocketServer::patience() const {
+  int milliseconds = retrying_ ? millisecondsUntil(retryAccept_) : -1;
+  for (const Pointer& connection : connections_) {
+    const auto held = connection->heldUntil();
+    if (!held || connection->isBlocked()) continue;
+    const int wait = millisecondsUntil(*held);
+    milliseconds = milliseconds < 0 ? wait : std::min(milliseconds, wait);
+  }
+  return milliseconds;
+}
 
 // --- events -------------------------------------------------------------------------------------
 
@@ -106,6 +113,7 @@ void SocketServer::collect(int milliseconds) {
   std::array<epoll_event, maxConnections + 2> events;
   const int count =
       ::epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), milliseconds);
+  sawEvents_ = count > 0;
   bool mayAccept = retrying_ && Clock::now() >= retryAccept_;
   if (mayAccept) retrying_ = false;
   for (int i = 0; i < count; ++i) {
@@ -252,6 +260,7 @@ bool SocketServer::work(bool mayCall) {
     handler_.prepare(mayCall);
     more = serveNext(mayCall);
   }
+  if (!more && !sawEvents_) handler_.idle(mayCall);
   settleAll();
   return more;
 }
@@ -275,17 +284,21 @@ bool SocketServer::serveNext(bool mayCall) {
 
 void SocketServer::serve(const Pointer& connection, bool mayCall) {
   connection->inTurn = true;
+  bool isPending = false;
   guarded(connection, [&] {
     if (connection->isTooLong()) ++counters_.cutOff;
     rpc::Request request;
     if (!connection->readRequest(document_, request)) return;
     Turn turn(connection, connection->number, request, mayCall);
-    connection->waitsForCallback = !handler_.serve(turn, request);
-    if (connection->waitsForCallback) return;
+    const Served served = handler_.serve(turn, request);
+    connection->waitsForCallback = served == Served::needsCallback;
+    connection->waits = served == Served::later;
+    isPending = served == Served::pending;
+    if (served != Served::done) return;
     turn.take();
     if (!connection->closed()) connection->endRequest();
   });
-  connection->inTurn = false;
+  connection->inTurn = isPending;
   if (connection->unsentBytes() >= sendAtOnceBytes)
     guarded(connection, [&] { settle(connection); });
 }
@@ -295,7 +308,7 @@ bool SocketServer::serveOrphan(bool mayCall) {
   Orphans& first = orphans_.front();
   const std::size_t end = first.lines.find('\n', first.begin);
   const std::uint64_t number = first.number;
-  bool served = true;
+  Served served = Served::done;
   try {
     const std::string line = first.lines.substr(first.begin, end - first.begin);
     document_.parse(line, maxNesting, true);
@@ -314,7 +327,18 @@ bool SocketServer::serveOrphan(bool mayCall) {
     ++counters_.dropped;
   }
   orphansWait_ = false;
-  return served;
+  return served == Served::done;
+}
+
+void SocketServer::finish(Turn& turn) {
+  Connection* const connection = turn.connection();
+  if (connection == nullptr) return;
+  connection->inTurn = false;
+  if (!connection->closed()) guarded(turn.connection_, [&] { connection->endRequest(); });
+}
+
+void SocketServer::goOn() {
+  for (const Pointer& connection : connections_) connection->waits = false;
 }
 
 void SocketServer::callbackIsBack() {
@@ -344,21 +368,22 @@ void SocketServer::settle(const Pointer& connection) {
   if (connection->send() == Connection::Sent::failed) return hangUp(connection);
   if (connection->unsentBytes() > maxUnsentBytes) return cutOff(connection);
   if (connection->inputEnded() && !connection->inTurn && !connection->hasRequest() &&
-      connection->unsentBytes() == 0) {
+      connection->unsentBytes() == 0 && !connection->isHeld()) {
     return close(connection);
   }
   watch(*connection);
 }
 
-void SocketServer::distribute(std::string_view line) {
-  for (std::size_t i = connections_.size(); i-- != 0;) {
-    if (i >= connections_.size() || !connections_[i]->subscribed) continue;
-    const Pointer connection = connections_[i];
-    guarded(connection, [&] {
-      connection->notify(line);
-      if (connection->unsentBytes() >= sendAtOnceBytes) settle(connection);
-    });
-  }
+void SocketServer::deliverTo(const Pointer& connection, const std::function<void()>& action) {
+  guarded(connection, [&] {
+    action();
+    if (connection->unsentBytes() >= sendAtOnceBytes) settle(connection);
+  });
+}
+
+bool SocketServer::someoneSeesRequests() const {
+  return std::any_of(connections_.begin(), connections_.end(),
+                     [](const Pointer& connection) { return connection->seesRequests; });
 }
 
 void SocketServer::subscribe(Connection& connection, bool wanted) {
@@ -403,6 +428,7 @@ void SocketServer::shutDown() {
   const auto open = connections_;
   for (const Pointer& connection : open) {
     guarded(connection, [&] {
+      connection->release();
       connection->refuseAll(document_, {rpc::stopping, "the process is stopping"});
       connection->inTurn = false;
       settle(connection);

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -34,31 +35,47 @@ class Turn {
   /// To be called before the baton is left: what the request holds may be gone afterwards.
   void take();
 
+  /// Whether somebody gets the reply.
+  bool wantsReply() const { return connection_ && !id.empty() && !connection_->closed(); }
   /// Replies with a result that `write(text)` appends, a JSON text, or with an error.
   template <typename Write>
   void result(Write&& write) {
+    reply("result", write);
+  }
+  void error(const rpc::Error& error);
+  /// Replies with the value of `member`.
+  template <typename Write>
+  void reply(std::string_view member, Write&& write) {
     take();
     if (!wantsReply()) return;
     connection_->reply([&](std::string& out) {
-      rpc::startReply(out, id, "result");
+      rpc::startReply(out, id, member);
       write(out);
       out += '}';
     });
   }
-  void error(const rpc::Error& error);
 
  private:
-  bool wantsReply() const { return !id.empty() && !connection_->closed(); }
+  friend class SocketServer;
 
   std::shared_ptr<Connection> connection_;
   bool taken_ = false;
 };
 
+/// What became of a request.
+enum class Served {
+  done,
+  needsCallback,  ///< nothing: it needs a callback, and none can be called
+  later,          ///< nothing: it waits until `SocketServer::goOn`
+  pending         ///< it was taken, and ends with `SocketServer::finish`
+};
+
 /// Serves requests; on whatever thread has the baton.
 class RequestHandler {
  public:
-  /// Serves a request. False, and nothing done, where that needs a callback and `turn` has none.
-  virtual bool serve(Turn& turn, const rpc::Request& request) = 0;
+  virtual Served serve(Turn& turn, const rpc::Request& request) = 0;
+  /// There is nothing to serve, and nothing new.
+  virtual void idle(bool mayCall) = 0;
   /// Does what goes ahead of the next request.
   virtual void prepare(bool mayCall) = 0;
 
@@ -93,6 +110,8 @@ class SocketServer {
   void collect(int milliseconds);
   /// Milliseconds until something is due; -1 for nothing.
   int patience() const;
+  /// Whether the last look at the events found some.
+  bool sawEvents() const { return sawEvents_; }
   /// Readable when there are events.
   int descriptor() const { return epoll_; }
   /// Ends a wait for events. From any thread.
@@ -100,10 +119,25 @@ class SocketServer {
   /// A callback has returned: requests that waited for that can be served.
   void callbackIsBack();
 
-  /// Sends a notification's line to all that have subscribed.
-  void distribute(std::string_view line);
+  /// Ends a request that was pending.
+  void finish(Turn& turn);
+  /// Requests that wait for something else can be tried again.
+  void goOn();
+
+  /// Calls `deliver(connection)` for each that has subscribed, or that sees requests.
+  template <typename Deliver>
+  void distribute(bool toThoseWhoSeeRequests, Deliver&& deliver) {
+    for (std::size_t i = connections_.size(); i-- != 0;) {
+      if (i >= connections_.size()) continue;
+      const Pointer connection = connections_[i];
+      if (toThoseWhoSeeRequests ? connection->seesRequests : connection->subscribed) {
+        deliverTo(connection, [&] { deliver(*connection); });
+      }
+    }
+  }
   void subscribe(Connection& connection, bool wanted);
   bool hasSubscribers() const { return subscribers_ != 0; }  ///< from any thread
+  bool someoneSeesRequests() const;
 
   /// Takes no further client, and no further byte.
   void takeNoMore();
@@ -121,6 +155,7 @@ class SocketServer {
   };
   using Pointer = std::shared_ptr<Connection>;
 
+  void deliverTo(const Pointer& connection, const std::function<void()>& action);
   template <typename Action>
   bool guarded(const Pointer& connection, Action&& action);
   void accept();
@@ -148,6 +183,7 @@ class SocketServer {
   std::size_t next_ = 0;  ///< whose turn comes, one past the last for the orphans
   std::deque<Orphans> orphans_;
   std::size_t orphanBytes_ = 0;
+  bool sawEvents_ = false;    ///< at the last look
   bool orphansWait_ = false;  ///< the next needs a callback, and one is away
   std::atomic<std::size_t> subscribers_{0};
   JsonDocument document_;
