@@ -28,6 +28,21 @@ is "$status" 0
 [ ! -e /run/quorin/oam.sock ] || fail "the socket is still there"
 is "$(cat /try/err)" ''
 
+step "a first test, with the Python package"
+apt install /try/python3-quorin_*.deb python3-pytest
+is "$(dpkg --verify python3-quorin)" ''
+sed -n '/^# test_first.py/,/^```/{/^```/!p}' /try/README.md >/try/test_first.py
+cd /try
+pytest -q test_first.py
+apt purge python3-quorin
+! pytest -q test_first.py >/dev/null || fail "the fixtures are still there"
+
+step "the same by pip"
+apt install python3-venv
+python3 -m venv --system-site-packages /try/venv
+unshare --net /try/venv/bin/pip install --quiet /try/python
+/try/venv/bin/python -m pytest -q test_first.py
+
 step "remove"
 echo '# changed' >>/etc/default/quorin
 apt remove quorin

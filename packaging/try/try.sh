@@ -29,7 +29,8 @@ fresh_tree() {
   rm -rf "$tree"
   cp -a "$base" "$tree"
   mkdir "$tree/try"
-  cp "$packages"/*.deb "$here"/*.sh "$tree/try"
+  cp "$packages"/*.deb "$here"/*.sh "$here/../../README.md" "$tree/try"
+  cp -r "$here/../../python" "$tree/try"
   cp /etc/resolv.conf "$tree/etc/resolv.conf"
 }
 
