@@ -364,11 +364,11 @@ class Client:
 
     # Messages.
 
-    def call(self, method: str, **params: Any) -> Params:
+    def call(self, method: str, /, **params: Any) -> Params:
         """Any request as it stands, and its `result`. Raises RequestError, NoReply."""
         return self.send(method, **params).reply()
 
-    def send(self, method: str, **params: Any) -> Request:
+    def send(self, method: str, /, **params: Any) -> Request:
         """Sends a request without waiting for its reply."""
         id = next(self._ids)
         message = {"jsonrpc": "2.0", "id": id, "method": method, "params": params}
