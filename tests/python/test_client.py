@@ -122,3 +122,39 @@ def test_a_user_who_may_not_start_it_is_told():
     told = run("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
                sys.executable, "-c", "import quorin; quorin.Daemon()")  # fmt: skip
     assert 'only root and the account "apps" can start quorin, and this is user 65534' in told[2]
+
+
+@pytest.mark.quorin("--sleep-time", "3600", clock="manual")
+def test_time_passes_on_another_connection(quorin_daemon, quorin_client):
+    quorin_client.subscribe(requests=True)
+    request = quorin_client.send("get", recordId="0x111f000b")
+    advance = quorin_daemon.connect().advance(3600)
+    # With the first one of the simulator.
+    assert (advance.ended, advance.settled) == (2, True)
+    assert len(request.reply()["records"]) == 4
+    entry = quorin_client.notification("request").entry
+    assert (entry.method, entry.record_name) == ("get", "Test3-Stats5")
+
+
+def test_the_journal_by_page(quorin_daemon, quorin_client):
+    for record in ("Test3-Stats5", "Test3-Stats1", "Test3-Stats5"):
+        quorin_client.get(record)
+    whole = quorin_client.journal(method="get", record="Test3-Stats5")
+    first, second = whole.entries
+    assert whole.last == second.seq == first.seq + 2
+    page = quorin_client.journal(after=first.seq, limit=1)
+    assert [entry.record_name for entry in page.entries] == ["Test3-Stats1"]
+    assert quorin_client.journal_clear() >= 3
+    assert quorin_client.journal().entries == []
+
+
+def test_faults(quorin_client):
+    quorin_client.subscribe()
+    fault = quorin_client.fault(notification="svcRegInd", duplicate=True, count=2, delay=0.001)
+    assert quorin_client.fault_list()[0].items() >= {"count": 2, "delayMilliseconds": 1}.items()
+    quorin_client.svc_reg_ind()
+    assert [quorin_client.notification("svcRegInd").params["type"] for _ in range(2)] == [0, 0]
+    assert (fault.hits(), fault.remove(), fault.remove()) == (1, True, False)
+    quorin_client.fault(method="get", disconnect=True)
+    with pytest.raises(quorin.ConnectionLost, match="the daemon has ended the connection"):
+        quorin_client.get("Test3-Stats5")

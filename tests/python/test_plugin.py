@@ -37,5 +37,6 @@ def test_a_failed_test_shows_its_daemon(pytester):
             "*quorin: standard output*",
             "get111f000b",
             "*quorin: journal*",
+            "* connection 1: get Test3-Stats5: Not-Permitted, 4 records, *us",
         ]
     )
