@@ -32,4 +32,4 @@ if(QUORIN_PLATFORM_INCLUDE)
 endif()
 
 # Headers that are not of this tree may warn.
-target_compile_options(quorin_options INTERFACE -Wno-error)
+set(CMAKE_COMPILE_WARNING_AS_ERROR OFF)

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <ctime>
 
+#include "records/StreamIntegers.h"
+
 namespace Zel {
 namespace {
 
@@ -14,11 +16,11 @@ std::uint64_t signExtended(std::int32_t value) {
   return static_cast<std::uint64_t>(std::int64_t{value});
 }
 
-bool readLowHalf(SerialStream& stream, std::int32_t& value) {
+void readLowHalf(SerialStream& stream, std::int32_t& value) {
   std::uint64_t whole = 0;
-  stream >> whole;
-  if (stream.good) value = static_cast<std::int32_t>(static_cast<std::uint32_t>(whole));
-  return stream.good;
+  if (takeInteger(stream, whole)) {
+    value = static_cast<std::int32_t>(static_cast<std::uint32_t>(whole));
+  }
 }
 
 }  // namespace
@@ -45,7 +47,9 @@ void DateTime::serialize(SerialStream& stream) const {
 }
 
 void DateTime::deserialize(SerialStream& stream) {
-  isSet = readLowHalf(stream, seconds) && readLowHalf(stream, microseconds);
+  readLowHalf(stream, seconds);
+  if (stream.good) readLowHalf(stream, microseconds);
+  isSet = stream.good;
 }
 
 }  // namespace Zel

@@ -21,7 +21,8 @@ struct DateTime {
   std::string toIsoStr() const;
 
   void serialize(SerialStream& stream) const;
-  /// Keeps the low 32 bits. What could not be read stays as it was, and `isSet` becomes false.
+  /// Keeps the low 32 bits. The microseconds are not read from a stream that is not good. What was
+  /// not read stays as it was, and `isSet` becomes false.
   void deserialize(SerialStream& stream);
 };
 

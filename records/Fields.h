@@ -84,9 +84,11 @@ struct Field {
   }
   constexpr bool hasMin() const { return range.min != 0; }
   constexpr bool hasMax() const { return range.max != std::numeric_limits<std::uint64_t>::max(); }
-  constexpr bool rangeFitsWire() const {
-    if constexpr (isText) {
-      return !hasMin() && !hasMax();
+  constexpr bool hasRange() const { return hasMin() || hasMax(); }
+  /// Text has no range; nor has a signed value, whose negative numbers would be taken for large.
+  constexpr bool rangeCanBeChecked() const {
+    if constexpr (isText || std::is_signed_v<Value>) {
+      return !hasRange();
     } else {
       return range.min <= range.max && (!hasMax() || range.max <= std::numeric_limits<Wire>::max());
     }
@@ -130,9 +132,12 @@ template <class Owner>
 constexpr std::uint32_t fixedSize = wireOffset<Owner, count<Owner>>;
 
 template <class Owner>
-constexpr bool rangesFitWire = every<Owner>([]<std::size_t I>() {
-  return at<Owner, I>.rangeFitsWire();
+constexpr bool rangesCanBeChecked = every<Owner>([]<std::size_t I>() {
+  return at<Owner, I>.rangeCanBeChecked();
 });
+
+template <class Owner>
+constexpr bool hasRanges = !every<Owner>([]<std::size_t I>() { return !at<Owner, I>.hasRange(); });
 
 template <typename Wire, typename Value>
 constexpr Wire toWire(Value value) {
@@ -179,21 +184,22 @@ void write(SerialStream& stream, const char (&text)[Capacity]) {
   stream.write(text, bytes);
 }
 
-/// Whether the value just read is in range; says so in the log when it is not.
+/// Whether the value just read is in range; the log says so when it is not. `suffix` follows the
+/// limit there: a record has "u", a key nothing.
 template <class Owner, std::size_t I, typename Value>
-bool inRange(const Value& value) {
+bool inRange(const Value& value, const char* suffix) {
   constexpr auto& field = at<Owner, I>;
   if constexpr (field.hasMin()) {
     if (static_cast<std::uint64_t>(value) < field.range.min) {
       logLine(ZEL_LOG_ERROR, "Messaging: ", field.name, " is less than the min value ",
-              static_cast<unsigned long long>(field.range.min), "u");
+              static_cast<unsigned long long>(field.range.min), suffix);
       return false;
     }
   }
   if constexpr (field.hasMax()) {
     if (static_cast<std::uint64_t>(value) > field.range.max) {
       logLine(ZEL_LOG_ERROR, "Messaging: ", field.name, " is greater than the max value ",
-              static_cast<unsigned long long>(field.range.max), "u");
+              static_cast<unsigned long long>(field.range.max), suffix);
       return false;
     }
   }
@@ -214,7 +220,7 @@ bool readOneByOne(Owner& owner, SerialStream& stream) {
   return every<Owner>([&]<std::size_t I>() {
     using F = FieldAt<Owner, I>;
     read<typename F::WireType>(stream, F::of(owner));
-    return inRange<Owner, I>(F::of(owner));
+    return inRange<Owner, I>(F::of(owner), "u");
   });
 }
 
@@ -255,14 +261,14 @@ bool loadAll(Owner& owner, SerialStream& stream) {
     F::of(owner) = fromWire<typename F::Value>(
         loadInteger<typename F::WireType>(from + wireOffset<Owner, I>, SwapBytes));
     bytes = wireOffset<Owner, I> + F::wireSize();
-    return inRange<Owner, I>(F::of(owner));
+    return inRange<Owner, I>(F::of(owner), "u");
   });
   stream.readPos += bytes;
   return inRanges;
 }
 
 /// Reads all fields, each checked right after it is read. Returns false at the first out of range,
-/// behind which nothing is read; a stream that ran out is the caller's to notice.
+/// after which nothing is read; a stream that ran out is the caller's to notice.
 template <class Owner>
 inline bool readAll(Owner& owner, SerialStream& stream) {
   if constexpr (hasFixedSize<Owner>) {

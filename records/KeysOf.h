@@ -4,7 +4,7 @@
 #include <boost/smart_ptr/make_shared.hpp>
 
 #include "records/Fields.h"
-#include "records/LengthPatch.h"
+#include "records/Framing.h"
 #include "records/RecordKeys.h"
 
 namespace Zel {
@@ -59,7 +59,7 @@ class KeysOf : public RecordKeys {
   }
 
   bool readKeys(SerialStream& stream) {
-    static_assert(fields::rangesFitWire<Derived>);
+    static_assert(fields::rangesCanBeChecked<Derived>);
     std::uint16_t totalLength = 0;
     stream >> totalLength;
     const std::uint32_t start = stream.readPos;
@@ -79,8 +79,7 @@ class KeysOf : public RecordKeys {
 
   template <std::size_t I>
   bool readKey(SerialStream& stream) {
-    constexpr auto& field = fields::at<Derived, I>;
-    auto& key = field.of(derived());
+    auto& key = fields::at<Derived, I>.of(derived());
     std::uint16_t tag = 0;
     stream >> tag;
     if (tag != I + 1) {
@@ -95,13 +94,7 @@ class KeysOf : public RecordKeys {
     stream >> length;
     const std::uint32_t mark = stream.readPos;
     fields::read<decltype(key.value)>(stream, key.value);
-    if constexpr (field.hasMax()) {
-      if (key.value > field.range.max) {
-        logLine(ZEL_LOG_ERROR, "Messaging: ", field.name, " is greater than the max value ",
-                static_cast<unsigned long long>(field.range.max));
-        return false;
-      }
-    }
+    if (!fields::inRange<Derived, I>(key.value, "")) return false;
     if (stream.readPos - mark != length) {
       logLine(ZEL_LOG_ERROR, "Messaging: Field length doesn't match.");
       return false;

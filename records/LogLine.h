@@ -1,4 +1,5 @@
-// Writing one line: to the log behind its threshold, to the console, or plainly to standard output.
+// Writing one line: to the log, if its threshold admits it, to the console, or plainly to standard
+// output.
 #pragma once
 
 #include <concepts>

@@ -18,6 +18,7 @@ class NotificationOf : public Base {
   const char* recordName() const override { return name(); }
 
   void deserializePayload(SerialStream& stream) override {
+    static_assert(!fields::hasRanges<Derived>, "the fields of a notification are not checked");
     std::uint16_t ignoredLength = 0;
     stream >> ignoredLength;
     this->valid = readable(stream, "length") && fields::every<Derived>([&]<std::size_t I>() {

@@ -1,25 +1,15 @@
 #include "records/Record.h"
 
-#include "records/LengthPatch.h"
-#include "records/StreamIntegers.h"
+#include "records/Framing.h"
 
 namespace Zel {
 
 SerialStream& Record::deserialize(SerialStream& stream) {
-  takeReversing(stream, id);
-  deserializePayload(stream);
-  if (!stream.good) valid = false;
-  return stream;
+  return readFramed(*this, stream, [] {});
 }
 
 SerialStream& Record::serialize(SerialStream& stream, bool payloadOnly) const {
-  if (payloadOnly) {
-    serializePayload(stream);
-    return stream;
-  }
-  putInteger(stream, id);
-  writeWithLength(stream, [&] { serializePayload(stream); });
-  return stream;
+  return writeFramed(*this, stream, payloadOnly, [] {});
 }
 
 LogStream& Record::print(LogStream& out, unsigned int indent) const {

@@ -16,8 +16,10 @@ namespace Zel {
 /// by one thread at a time.
 class Record {
  public:
-  /// Reads a record block. When the block does not read, `valid` becomes false; the fields up to
-  /// the failure hold what was read, those behind it what they held before.
+  /// Reads a record block. When the block does not read, `valid` becomes false. A field out of
+  /// range ends the reading: those after it keep what they held. A block that is too short does
+  /// not: a field that does not fit keeps what it held, and later, narrower ones take the bytes
+  /// left.
   virtual SerialStream& deserialize(SerialStream& stream);
 
   /// Writes a record block, or with `payloadOnly` its payload without id and length. Ranges are

@@ -20,7 +20,7 @@ class RecordOf : public Record {
   const char* recordName() const override { return name(); }
 
   void deserializePayload(SerialStream& stream) override {
-    static_assert(fields::rangesFitWire<Derived>);
+    static_assert(fields::rangesCanBeChecked<Derived>);
     std::uint16_t ignoredLength = 0;
     takeReversing(stream, ignoredLength);
     if (!fields::readAll(static_cast<Derived&>(*this), stream)) {

@@ -111,6 +111,14 @@ TEST(TimeStampTest, IsUtcWithSixDigitsOfAFractionAndSignExtendedOnTheWire) {
   DateTime time;
   time.deserialize(from.stream);
   EXPECT_EQ(time.seconds, -1) << "the low half is kept";
+
+  Stream late("0000000000000007 0000000000000008");
+  late.stream.good = false;
+  DateTime kept{1, 2, true};
+  kept.deserialize(late.stream);
+  EXPECT_EQ(kept.seconds, 7) << "an earlier read has failed, this one has not";
+  EXPECT_EQ(kept.microseconds, 2);
+  EXPECT_FALSE(kept.isSet);
 }
 
 }  // namespace

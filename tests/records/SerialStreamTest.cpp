@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "Blocks.h"
-#include "records/LengthPatch.h"
+#include "records/Framing.h"
 
 namespace Zel {
 namespace {
