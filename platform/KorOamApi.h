@@ -17,7 +17,8 @@
 ///   which are complete when `doRegister` is called and do not change afterwards.
 /// - The send operations may be called from any thread, also while a callback runs and from
 ///   within one, until the process object is gone; they neither wait for an answer nor throw.
-///   They return 0, or a negative number when nothing was sent.
+///   They return 0, or a negative number when nothing was sent. What was sent lives at least until
+///   the simulator's pause after it has ended.
 class KorOamApi {
  public:
   using GetFunction = boost::function<Zel::MgmtResult(

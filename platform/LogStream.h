@@ -7,7 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Verbosity of the log: a line of level L is built only when `zelLogLevelThreshold >= L`.
+/// Verbosity of the log: a line of level L is built only when `zelLogLevelThreshold >= L`. The
+/// values never change.
 enum ZelLogLevel : int {
   ZEL_LOG_FATAL = 1,
   ZEL_LOG_ERROR = 2,

@@ -32,7 +32,7 @@ struct RecordKeysWrapper {
 using ErrorString = SafeStringT<256, false>;
 
 namespace OamSvcRegInd {
-/// How the values of a service registration indication are meant.
+/// How the values of a service registration indication are meant. The values never change.
 enum SvcRegType : std::uint32_t {
   SVC_REG_LIST = 0,   ///< a list of groups
   SVC_REG_RANGE = 1,  ///< a first and a last group

@@ -20,6 +20,7 @@ class SerialStream {
   SerialStream(const SerialStream&) = delete;
   SerialStream& operator=(const SerialStream&) = delete;
 
+  // These two are called through the table: a stream of the platform's may override them.
   /// Number of valid bytes.
   virtual std::uint32_t size() const { return validSize; }
   /// Sets the number of valid bytes and returns 0; past the capacity: clears `good`, returns -1.

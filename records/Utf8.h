@@ -6,8 +6,8 @@
 
 namespace Zel {
 
-/// `text` with U+FFFD in place of each run of bytes that are not UTF-8. Boost.Nowide would also drop
-/// the good character after a truncated one.
+/// `text` with U+FFFD in place of each run of bytes that are not UTF-8. Own code, since
+/// Boost.Nowide also drops the good character after a truncated one.
 std::string validUtf8(std::string_view text);
 
 }  // namespace Zel

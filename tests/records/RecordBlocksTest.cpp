@@ -32,7 +32,7 @@ Test3-Stats8 111f000e 001c | 11121314 21222324 f1f2f3f4 a1a2a3a4a5a6a7a8 0102030
 Test3-Stats9 111f0007 0010 | 00000009 0102 0005 01020304 f5f6f7f8)";
 
 TEST_F(RecordBlocksTest, WriteAndReadEveryClassAsItsLiteral) {
-  unsigned int count = 0;
+  std::ptrdiff_t count = 0;
   blocks::every(catalogue::Records{}, table, [&]<class R>(R record, const Golden& golden) {
     ++count;
     set(record, Texts(golden.values.size(), "0000:00"));
@@ -45,7 +45,7 @@ TEST_F(RecordBlocksTest, WriteAndReadEveryClassAsItsLiteral) {
               std::string("    Record: ") + R::nameText + " Id: 0x" + id + "\n");
     EXPECT_FALSE(record.isOpaque());
   });
-  EXPECT_EQ(count, 21u);
+  EXPECT_EQ(count, 1 + std::ranges::count(std::string_view(table), '\n')) << "none is left out";
 }
 
 TEST_F(RecordBlocksTest, FailAtEveryShorterLength) {
