@@ -19,6 +19,11 @@ class ServiceGroupsTest : public scripted::DaemonTest {
   Texts registration() {
     return sentFor([](scripted::Slots& slots) { slots.svcRegInd(); });
   }
+  static bool confirmed(unsigned int recordId) {
+    Zel::RecordList records;
+    Zel::ErrorString errorString;
+    return slots().get(recordId, {}, 0, false, records, errorString) != 14;
+  }
   Texts setUpdate() {
     return sentFor([](scripted::Slots& slots) { slots.svcRegResult(12, Zel::MGMT_SUCCESS, {}); });
   }
@@ -98,15 +103,28 @@ TEST_F(ServiceGroupsTest, RefusesBadValuesAndRegistersNothing) {
     const char* option;
     const char* value;
     const char* message;
+    Texts more = {};
   } cases[] = {
-      {"--group", "0x111g", notANumber},     {"--group", "0x", notANumber},
-      {"--group", "1:2 ", notANumber},       {"--set-update", "L:1:x", notANumber},
-      {"--set-update", "l:0x111d", badKind}, {"--set-update", "X:1", badKind},
-      {"--set-update", ":", badKind},        {"--set-update", "LR:1", badKind},
-      {"--set-update", "R", badRange},       {"--set-update", "R:0x1100", badRange},
-      {"--set-update", "R:1:2:3", badRange}, {"--set-update", "R:0x11ff:0x1100", badOrder},
-      {"--set-update", "R:5:5", badOrder},   {"--set-update", "R:2:0x10001", badOrder},
-      {"--set-update", "A", badAll},         {"--set-update", "A:", badAll},
+      // The first bad value ends it, and groups are read before updates.
+      {"--set-update", "Q", notANumber, {"--group", "x"}},
+      {"--set-update", "Q", badKind, {"--set-update", "R"}},
+      {"--set-update", "", badKind},
+      {"--group", "0x111g", notANumber},
+      {"--group", "0x", notANumber},
+      {"--group", "1:2 ", notANumber},
+      {"--set-update", "L:1:x", notANumber},
+      {"--set-update", "l:0x111d", badKind},
+      {"--set-update", "X:1", badKind},
+      {"--set-update", ":", badKind},
+      {"--set-update", "LR:1", badKind},
+      {"--set-update", "R", badRange},
+      {"--set-update", "R:0x1100", badRange},
+      {"--set-update", "R:1:2:3", badRange},
+      {"--set-update", "R:0x11ff:0x1100", badOrder},
+      {"--set-update", "R:5:5", badOrder},
+      {"--set-update", "R:2:0x10001", badOrder},
+      {"--set-update", "A", badAll},
+      {"--set-update", "A:", badAll},
       {"--set-update", "A:1:2", badAll},
   };
   for (const auto& one : cases) {
@@ -114,7 +132,9 @@ TEST_F(ServiceGroupsTest, RefusesBadValuesAndRegistersNothing) {
     daemon.reset();
     platform().reset();
     scripted::StandardOutput output;
-    make({one.option, one.value});
+    Texts arguments{one.option, one.value};
+    arguments.insert(arguments.end(), one.more.begin(), one.more.end());
+    make(arguments);
     EXPECT_EQ(output.take(), one.message);
     EXPECT_FALSE(daemon->isGood());
     EXPECT_EQ(platform().calls, std::vector<std::string>{"Process 33 15 options"});
@@ -125,9 +145,14 @@ TEST_F(ServiceGroupsTest, GoesThroughTheRegistrationSequence) {
   make({"--group", "0x111f", "--set-update", "R:1:2"});
   EXPECT_EQ(registration(), Texts{"svcRegInd 0 111f"});
   slots().svcRegResult(12, Zel::MGMT_SUCCESS, {0x111D, 0x111D, 0x111F});
-  slots().svcRegResult(14, Zel::MGMT_SUCCESS, {});
+  slots().svcRegResult(14, Zel::MGMT_SUCCESS, {0x111E});
   EXPECT_EQ(platform().takeSent(),
             (std::vector<Sent>{{0, "svcRegSetUpdateInd 1 1 2", ""}, {0, "svcRegEndInd", ""}}));
+  EXPECT_FALSE(confirmed(0x111E0001)) << "only the first outcome confirms groups";
+  slots().svcRegResult(12, Zel::MGMT_SUCCESS, {0x111E});
+  for (const unsigned int id : {0x111D0001u, 0x111E0001u, 0x111F0003u}) {
+    EXPECT_TRUE(confirmed(id)) << id << ": they add up";
+  }
   EXPECT_TRUE(platform().takeLog(2).empty());
 }
 
@@ -148,10 +173,7 @@ TEST_F(ServiceGroupsTest, LogsAFailedRegistrationAndSendsNothing) {
   zelLogLevelThreshold = 1;
   slots().svcRegResult(13, Zel::MGMT_SUCCESS, {});
   EXPECT_TRUE(platform().log().empty());
-  Zel::RecordList records;
-  Zel::ErrorString errorString;
-  EXPECT_EQ(slots().get(0x111F0003, {}, 0, false, records, errorString), 14)
-      << "a failed registration confirms no group";
+  EXPECT_FALSE(confirmed(0x111F0003));
 }
 
 }  // namespace

@@ -38,68 +38,85 @@ TEST_F(StartUpDeathTest, EndsWhenPrivilegesCannotBeDropped) {
   EXPECT_EXIT(runWith(), ExitedWithCode(255), "^$");
 }
 
-TEST_F(StartUpDeathTest, EndsOnEveryFailureOfItsConstruction) {
-  const auto duplicate = [](unsigned int id) {
-    Zel::RecordFactory::registerFunc(id, &Zel::RecordTest1Prov1::create);
-  };
+TEST_F(StartUpDeathTest, EndsOnEveryFailureOfItsConstructionWithoutDestroyingAnything) {
   struct Case {
     const char* name;
     void (*arrange)();
     const char* said;
+    const char* lastCall;
   };
+  const char* const construction = "Process 33 15 options";
   const Case cases[] = {
-      {"process", [] { platform().processGood = false; }, "^$"},
-      {"API", [] { platform().apiGood = false; }, "^L2: KorOamApi is not good\n$"},
-      {"doRegister", [] { platform().doRegisterResult = -1; }, "^L2: Error from doRegister\n$"},
+      {"process", [] { platform().processGood = false; }, "", construction},
+      {"API", [] { platform().apiGood = false; }, "L2: KorOamApi is not good\n", construction},
+      {"doRegister", [] { platform().doRegisterResult = -1; }, "L2: Error from doRegister\n",
+       "doRegister"},
+      {"duplicate", [] { Zel::RecordFactory::registerFunc(0x111D0002, {}); },
+       "L2: Error from registerFunc for 0x111d0002\n", construction},
+  };
+  const auto runUntilExit = [] {
+    std::atexit([] { std::fprintf(stderr, "%s\n", platform().calls.back().c_str()); });
+    runWith();
   };
   for (const Case& one : cases) {
     SCOPED_TRACE(one.name);
     platform().reset();
     one.arrange();
-    EXPECT_EXIT(runWith(), ExitedWithCode(255), one.said);
+    const std::string end = one.lastCall + std::string("\n$");
+    EXPECT_EXIT(runUntilExit(), ExitedWithCode(255), "^" + std::string(one.said) + end);
     zelLogLevelThreshold = 1;
-    EXPECT_EXIT(runWith(), ExitedWithCode(255), "^$");
+    EXPECT_EXIT(runUntilExit(), ExitedWithCode(255), "^" + end);
   }
-  platform().reset();
-  duplicate(0x111D0002);
-  EXPECT_EXIT(runWith(), ExitedWithCode(255), "^L2: Error from registerFunc for 0x111d0002\n$");
-  platform().reset();
-  Zel::RecordUpdateEventFactory::registerFunc(
-      0x111D0002, [] { return boost::shared_ptr<Zel::RecordUpdateEvent>(); });
-  EXPECT_EXIT(runWith(), ExitedWithCode(255), "^L2: Error from registerFunc for 0x111d0002\n$");
+}
+
+TEST_F(StartUpTest, RegistersNoCreatorWhenTheApiIsNotGood) {
+  platform().apiGood = false;
+  make();
+  EXPECT_FALSE(daemon->isGood());
+  EXPECT_TRUE(Zel::RecordFactory::funcMap().empty());
 }
 
 TEST_F(StartUpTest, ADuplicateCreatorStopsTheRegistrationWhereItIs) {
-  constexpr bool keys = true;
+  enum Kind { record, keys, event, update };
   struct Step {
     unsigned int id;
-    bool ofKeys = false;
+    Kind kind = record;
   };
-  const Step order[] = {{0x111D0002},       {0x111D0004}, {0x111E0001},       {0x111E0002},
-                        {0x111F0003},       {0x111F0004}, {0x111F0010},       {0x111F0001},
-                        {0x111F0002},       {0x111F0009}, {0x111F000A},       {0x111F0005},
-                        {0x111F0005, keys}, {0x111F0006}, {0x111F0006, keys}, {0x111F000D},
-                        {0x111F000D, keys}, {0x111F000E}, {0x111F000E, keys}, {0x111F0007},
-                        {0x111F0007, keys}, {0x08010014}};
+  const Step order[] = {
+      {0x111D0002},       {0x111D0004}, {0x111E0001},        {0x111E0002},
+      {0x111F0003},       {0x111F0004}, {0x111F0010},        {0x111F0001},
+      {0x111F0002},       {0x111F0009}, {0x111F000A},        {0x111F0005},
+      {0x111F0005, keys}, {0x111F0006}, {0x111F0006, keys},  {0x111F000D},
+      {0x111F000D, keys}, {0x111F000E}, {0x111F000E, keys},  {0x111F0007},
+      {0x111F0007, keys}, {0x08010014}, {0x111D0001, event}, {0x111D0002, update}};
   std::size_t before = 0;
-  for (const auto& [id, ofKeys] : order) {
+  for (const auto& [id, kind] : order) {
     SCOPED_TRACE(id);
     daemon.reset();
     platform().reset();
-    if (ofKeys) {
-      Zel::RecordFactory::registerKeysFunc(
-          id, [](bool) { return boost::shared_ptr<Zel::RecordKeys>(); });
-    } else {
-      Zel::RecordFactory::registerFunc(id, &Zel::RecordTest1Prov1::create);
+    switch (kind) {
+      case record:
+        Zel::RecordFactory::registerFunc(id, {});
+        break;
+      case keys:
+        Zel::RecordFactory::registerKeysFunc(id, {});
+        break;
+      case event:
+        Zel::EventFactory::registerFunc(id, {});
+        break;
+      case update:
+        Zel::RecordUpdateEventFactory::registerFunc(id, {});
     }
     make();
     EXPECT_FALSE(daemon->isGood());
     char said[64];
     std::snprintf(said, sizeof said, "Error from %s for 0x%x",
-                  ofKeys ? "registerKeysFunc" : "registerFunc", id);
+                  kind == keys ? "registerKeysFunc" : "registerFunc", id);
     EXPECT_EQ(platform().takeLog(2), std::vector<std::string>{said});
-    // Those before it stay; nothing behind it is registered.
-    EXPECT_EQ(Zel::RecordFactory::funcMap().size() + Zel::RecordFactory::keysFuncMap().size(),
+    // Those before it stay; nothing after it is registered.
+    EXPECT_EQ(Zel::RecordFactory::funcMap().size() + Zel::RecordFactory::keysFuncMap().size() +
+                  Zel::EventFactory::funcMap().size() +
+                  Zel::RecordUpdateEventFactory::funcMap().size(),
               before + 1);
     EXPECT_EQ(platform().calls.back(), "Process 33 15 options");
     ++before;
@@ -121,17 +138,23 @@ TEST_F(StartUpTest, RegistersACreatorForEachRecordOfTheFactory) {
   for (const auto& [id, create] : Zel::RecordFactory::funcMap()) {
     records.push_back(id);
     EXPECT_EQ(create()->id, id);
+    EXPECT_NE(create(), create()) << id;
   }
   for (const auto& [id, create] : Zel::RecordFactory::keysFuncMap()) {
     keys.push_back(id);
     EXPECT_EQ(create(true)->id, id);
     EXPECT_TRUE(create(true)->wildcardAllowed);
     EXPECT_FALSE(create(false)->wildcardAllowed);
+    EXPECT_NE(create(true), create(true)) << id;
   }
   EXPECT_EQ(Zel::EventFactory::funcMap().size(), 1u);
-  EXPECT_EQ(Zel::EventFactory::funcMap().at(0x111D0001)()->severity, 4u);
+  const auto& createEvent = Zel::EventFactory::funcMap().at(0x111D0001);
+  EXPECT_EQ(createEvent()->severity, 4u);
+  EXPECT_NE(createEvent(), createEvent());
   EXPECT_EQ(Zel::RecordUpdateEventFactory::funcMap().size(), 1u);
-  EXPECT_EQ(Zel::RecordUpdateEventFactory::funcMap().at(0x111D0002)()->id, 0x111D0002u);
+  const auto& createUpdate = Zel::RecordUpdateEventFactory::funcMap().at(0x111D0002);
+  EXPECT_EQ(createUpdate()->id, 0x111D0002u);
+  EXPECT_NE(createUpdate(), createUpdate());
   EXPECT_EQ(records, (std::vector<unsigned int>{
                          0x08010014, 0x111D0002, 0x111D0004, 0x111E0001, 0x111E0002, 0x111F0001,
                          0x111F0002, 0x111F0003, 0x111F0004, 0x111F0005, 0x111F0006, 0x111F0007,

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <memory>
 #include <optional>
@@ -47,6 +49,12 @@ class StandardOutput {
   StandardOutput() { testing::internal::CaptureStdout(); }
   ~StandardOutput() {
     if (!taken_) take();
+  }
+  /// Bytes that have left the buffer of the C library.
+  static std::size_t flushed() {
+    struct stat status {};
+    ::fstat(STDOUT_FILENO, &status);
+    return static_cast<std::size_t>(status.st_size);
   }
   std::string take() {
     taken_ = true;

@@ -96,6 +96,11 @@ void Platform::addSent(std::string what, std::string payload) {
   sent_.push_back({now_, std::move(what), std::move(payload)});
 }
 
+timeval Platform::timeOfDay() {
+  const std::lock_guard lock(mutex_);
+  return {1000000000 + static_cast<time_t>(now_), 4500};
+}
+
 void Platform::pause(unsigned int seconds) {
   std::unique_lock lock(mutex_);
   if (std::this_thread::get_id() == testThread_) {
@@ -157,6 +162,12 @@ void Platform::threadEnded() {
 
 using scripted::payloadOf;
 using scripted::platform;
+
+// In place of the C library's.
+extern "C" int gettimeofday(timeval* time, void*) noexcept {
+  *time = platform().timeOfDay();
+  return 0;
+}
 
 int zelClientBinLogInit(unsigned int client) {
   char text[64];
@@ -268,10 +279,10 @@ std::string idText(const Zel::Record& sent) {
   return text;
 }
 
-// Real time does not repeat itself: only one that is not of now is told.
+// Told only when it is not of now.
 std::string timeText(const Zel::DateTime& time) {
-  const Zel::DateTime now = Zel::DateTime::now();
-  const bool isNow = time.isSet && now.seconds >= time.seconds && now.seconds - time.seconds < 60;
+  const timeval now = platform().timeOfDay();
+  const bool isNow = time.isSet && time.seconds == now.tv_sec && time.microseconds == now.tv_usec;
   return isNow ? "" : " at another time";
 }
 

@@ -2,6 +2,8 @@
 // time. Linked in place of the stand-in.
 #pragma once
 
+#include <sys/time.h>
+
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -104,6 +106,8 @@ class Platform {
   void advanceClock(std::uint64_t seconds);
   /// Whether the simulator thread has ended, once it pauses or has.
   bool simulatorEnded();
+  /// What the daemon takes for the time of day.
+  timeval timeOfDay();
 
   // For the double's parts.
   void addLog(LogLine line);

@@ -28,11 +28,15 @@ class GetKeysTest : public scripted::RequestTest {
                    bool lastBatchBefore = false) {
     Page page;
     page.lastBatch = lastBatchBefore;
-    RecordKeysList list;
+    // What the list holds already stays in front; a first request has no last sent keys.
+    RecordKeysList list{nullptr};
     ErrorString errorString;
-    page.result = slots().getKeys(recordId, batchSize, lastSent == nullptr, {query}, {lastSent},
-                                  list, errorString, page.lastBatch);
+    page.result = slots().getKeys(recordId, batchSize, lastSent == nullptr, {query},
+                                  {lastSent ? lastSent : pairKeys<Keys>(20, 20)}, list, errorString,
+                                  page.lastBatch);
     page.errorString = errorString.c_str();
+    EXPECT_EQ(list.at(0), nullptr);
+    list.erase(list.begin());
     for (const auto& entry : list) {
       const auto& keys = dynamic_cast<const Keys&>(*entry);
       EXPECT_EQ(keys.id, recordId);
@@ -47,10 +51,10 @@ class GetKeysTest : public scripted::RequestTest {
 TEST_F(GetKeysTest, WalksTheKeySpaceOfTheQuery) {
   makeRegistered();
   using Pair = std::pair<std::uint32_t, std::uint32_t>;
-  const auto both7 = pairKeys<Stats7>(0, 0, true, true, true);
-  const auto both8 = pairKeys<Stats8>(0, 0, true, true, true);
-  const auto first8 = pairKeys<Stats8>(0, 5, true, true, false);
-  const auto both2 = pairKeys<Stats2>(0, 0, true, true, true);
+  const auto both7 = pairKeys<Stats7>(0, 0, true, 2, 1);
+  const auto both8 = pairKeys<Stats8>(0, 0, true, 2, 1);
+  const auto first8 = pairKeys<Stats8>(0, 5, true, 255);
+  const auto both2 = pairKeys<Stats2>(0, 0, true, 2, 1);
   const struct {
     const char* name;
     unsigned int recordId;
@@ -96,7 +100,7 @@ TEST_F(GetKeysTest, WalksTheKeySpaceOfTheQuery) {
        true},
       {"bound on a fixed key",
        0x111F000D,
-       pairKeys<Stats7>(45, 0, true, false, true),
+       pairKeys<Stats7>(45, 0, true, 0, 2),
        9,
        nullptr,
        1,
@@ -105,7 +109,7 @@ TEST_F(GetKeysTest, WalksTheKeySpaceOfTheQuery) {
        true},
       {"bound met by a fixed key",
        0x111F000E,
-       pairKeys<Stats8>(0, 40, true, true, false),
+       pairKeys<Stats8>(0, 40, true, 1),
        9,
        nullptr,
        1,
@@ -135,7 +139,7 @@ TEST_F(GetKeysTest, WalksTheKeySpaceOfTheQuery) {
        true},
       {"wildcards not allowed",
        0x111F000E,
-       pairKeys<Stats8>(7, 8, false, true, true),
+       pairKeys<Stats8>(7, 8, false, 1, 1),
        9,
        nullptr,
        1,
@@ -145,22 +149,17 @@ TEST_F(GetKeysTest, WalksTheKeySpaceOfTheQuery) {
   };
   for (const auto& one : cases) {
     SCOPED_TRACE(one.name);
-    Page result;
-    switch (one.recordId) {
-      case 0x111F0005:
-        result = page<Stats2>(one.recordId, one.query, one.batchSize, one.lastSent);
-        break;
-      case 0x111F000D:
-        result = page<Stats7>(one.recordId, one.query, one.batchSize, one.lastSent);
-        break;
-      default:
-        result = page<Stats8>(one.recordId, one.query, one.batchSize, one.lastSent);
+    for (const bool before : {false, true}) {
+      const auto pageOf = one.recordId == 0x111F0005   ? &page<Stats2>
+                          : one.recordId == 0x111F000D ? &page<Stats7>
+                                                       : &page<Stats8>;
+      const Page result = pageOf(one.recordId, one.query, one.batchSize, one.lastSent, before);
+      EXPECT_EQ(result.result, 0);
+      ASSERT_EQ(result.keys.size(), one.count);
+      EXPECT_EQ(result.keys.front(), one.first);
+      EXPECT_EQ(result.keys.back(), one.last);
+      EXPECT_EQ(result.lastBatch, one.lastBatch);
     }
-    EXPECT_EQ(result.result, 0);
-    ASSERT_EQ(result.keys.size(), one.count);
-    EXPECT_EQ(result.keys.front(), one.first);
-    EXPECT_EQ(result.keys.back(), one.last);
-    EXPECT_EQ(result.lastBatch, one.lastBatch);
   }
 }
 
@@ -221,8 +220,8 @@ TEST_F(GetKeysTest, WritesItsLinesInOrder) {
   RecordKeysList list;
   ErrorString errorString;
   bool lastBatch = false;
-  slots().getKeys(0x111F000D, 0, true, {pairKeys<Stats7>(1, 1)}, {pairKeys<Stats7>(1, 1)}, list,
-                  errorString, lastBatch);
+  slots().getKeys(0x111F000D, 0, true, {pairKeys<Stats7>(1, 1)}, {nullptr}, list, errorString,
+                  lastBatch);
   slots().getKeys(0x111F000E, 0, false, {pairKeys<Stats8>(1, 1)}, {pairKeys<Stats8>(1, 1)}, list,
                   errorString, lastBatch);
   Texts starts;

@@ -1,10 +1,24 @@
 // Get requests, and what all request handlers share.
 #include <boost/make_shared.hpp>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <new>
 
 #include "Request.h"
+#include "catalogue/ProvisioningRecords.h"
 #include "catalogue/StatisticsRecords.h"
+
+static thread_local std::size_t allocatedBytes = 0;
+
+// Not inline: GCC would find them mismatched.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  allocatedBytes += size;
+  if (void* memory = std::malloc(size)) return memory;
+  throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
@@ -20,6 +34,7 @@ boost::shared_ptr<RecordKeys> stats3Keys(std::uint16_t sfn, std::uint16_t sf) {
   auto keys = boost::make_shared<RecordTest3Stats3::Keys>(false);
   keys->sfn.value = sfn;
   keys->sf.value = sf;
+  keys->valid = false;
   return keys;
 }
 
@@ -28,6 +43,7 @@ boost::shared_ptr<RecordKeys> stats9Keys(std::uint32_t key1, std::uint16_t sfn, 
   keys->key1.value = key1;
   keys->sfn.value = sfn;
   keys->sf.value = sf;
+  keys->valid = false;
   return keys;
 }
 
@@ -96,9 +112,9 @@ TEST_F(GetTest, AnswersOneRowPerQueryKeyAndIgnoresMarkers) {
   using Stats2 = RecordTest3Stats2::Keys;
   using Stats7 = RecordTest3Stats7::Keys;
   EXPECT_EQ(get(0x111F0005, {.keys = {pairKeys<Stats2>(7, 8), pairKeys<Stats2>(1, 2),
-                                      pairKeys<Stats2>(3, 4, true, true, true)}}),
+                                      pairKeys<Stats2>(3, 4, true, 1, 2)}}),
             (Answer{0, "", {pairRow(7, 8), pairRow(1, 2), pairRow(3, 4)}}));
-  EXPECT_EQ(get(0x111F000D, {.keys = {pairKeys<Stats7>(0xFFFFFFFF, 5, true, true)}}),
+  EXPECT_EQ(get(0x111F000D, {.keys = {pairKeys<Stats7>(0xFFFFFFFF, 5, true, 1)}}),
             (Answer{0, "", {pairRow(0xFFFFFFFF, 5)}}));
   EXPECT_EQ(get(0x111F0006, {.keys = {stats3Keys(5, 3), stats3Keys(1023, 9)}}),
             (Answer{0,
@@ -122,11 +138,11 @@ TEST_F(GetTest, ExpandsTheWildcardsOfTest3Stats8) {
     std::size_t rows;
     std::string first, last;
   } cases[] = {
-      {pairKeys<Keys>(6, 7, true, false, false), 1, pairRow(6, 7), pairRow(6, 7)},
-      {pairKeys<Keys>(6, 7, false, true, true), 1, pairRow(6, 7), pairRow(6, 7)},
-      {pairKeys<Keys>(6, 7, true, true, false), 40, pairRow(1, 7), pairRow(40, 7)},
-      {pairKeys<Keys>(6, 7, true, false, true), 40, pairRow(6, 1), pairRow(6, 40)},
-      {pairKeys<Keys>(6, 7, true, true, true), 40, pairRow(1, 1), pairRow(40, 40)},
+      {pairKeys<Keys>(6, 7, true), 1, pairRow(6, 7), pairRow(6, 7)},
+      {pairKeys<Keys>(6, 7, false, 1, 1), 1, pairRow(6, 7), pairRow(6, 7)},
+      {pairKeys<Keys>(6, 7, true, 2), 40, pairRow(1, 7), pairRow(40, 7)},
+      {pairKeys<Keys>(6, 7, true, 0, 255), 40, pairRow(6, 1), pairRow(6, 40)},
+      {pairKeys<Keys>(6, 7, true, 255, 1), 40, pairRow(1, 1), pairRow(40, 40)},
   };
   Zel::RecordKeysList all;
   for (const auto& one : cases) {
@@ -190,7 +206,7 @@ TEST_F(GetTest, RefusesQueryKeysThatItCannotUse) {
   makeRegistered({"--error-string", "forced", "--mgmt-result", "5", "--sleep-time", "3"});
   const auto stats2 = pairKeys<RecordTest3Stats2::Keys>(1, 2);
   const auto stats7 = pairKeys<RecordTest3Stats7::Keys>(1, 2);
-  const auto stats8 = pairKeys<RecordTest3Stats8::Keys>(1, 2, true, true, true);
+  const auto stats8 = pairKeys<RecordTest3Stats8::Keys>(1, 2, true, 1, 1);
   const struct {
     unsigned int recordId;
     Zel::RecordKeysList keys;
@@ -212,15 +228,6 @@ TEST_F(GetTest, RefusesQueryKeysThatItCannotUse) {
               (Answer{11, std::string("Invalid query key for record id 0x") + one.id, {}}));
   }
   EXPECT_TRUE(platform().pauses.empty()) << "it is answered at once";
-}
-
-TEST_F(GetTest, AppendsBehindWhatTheListHolds) {
-  makeRegistered();
-  RecordList records{nullptr};
-  ErrorString errorString;
-  slots().get(0x111F0004, {}, 0, false, records, errorString);
-  ASSERT_EQ(records.size(), 2u);
-  EXPECT_EQ(records.front(), nullptr);
 }
 
 TEST_F(GetTest, WritesTheErrorStringToItsLastByte) {
@@ -255,14 +262,15 @@ TEST_F(GetTest, RefusesAGroupThatIsNotRegistered) {
 
 TEST_F(GetTest, WritesItsLinesInOrder) {
   zelLogLevelThreshold = 6;
-  makeRegistered({"--sleep-time", "5"});
+  makeRegistered({"--sleep-time", "4294967295"});
   platform().takeLog(5);
   std::cout.setf(std::ios_base::dec, std::ios_base::basefield);
   scripted::StandardOutput output;
   get(0x111F0005, {.keys = {pairKeys<RecordTest3Stats2::Keys>(1, 2)}, .batchSize = 65535});
   get(0x00000001);
   EXPECT_EQ(output.take(),
-            "get111f0005\nget 0x111f0005\nSleeping for 5seconds...\ndone\nget1\nget 0x1\n");
+            "get111f0005\nget 0x111f0005\nSleeping for 4294967295seconds...\ndone\n"
+            "get1\nget 0x1\n");
   EXPECT_EQ(std::cout.flags() & std::ios_base::basefield, std::ios_base::hex);
   const std::vector<scripted::LogLine> log = platform().log();
   ASSERT_EQ(log.size(), 3u);
@@ -305,12 +313,43 @@ TEST_F(GetTest, DumpsEachQueryKeyThatItUses) {
   }
 }
 
-TEST_F(GetTest, InQuietModeWritesOnlyThePlainLine) {
+TEST_F(GetTest, InQuietModeWritesOnlyThePlainLinesAndFlushesThem) {
   makeRegistered({"--quiet", "--sleep-time", "1"});
+  const auto record = boost::make_shared<RecordTest3Prov2>();
+  std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);
   scripted::StandardOutput output;
-  get(0x111F0008, {.clearOnRead = true});
-  EXPECT_EQ(output.take(), "get111f0008\n");
-  EXPECT_EQ(platform().pauses, std::vector<unsigned int>{1});
+  std::string expected;
+  const auto expectLine = [&](const char* line) {
+    expected += line;
+    EXPECT_EQ(scripted::StandardOutput::flushed(), expected.size()) << line;
+  };
+  const Texts first = get(0x111F0008, {.clearOnRead = true}).payloads;
+  expectLine("get111f0008\n");
+  EXPECT_EQ(get(0x111F0008, {.clearOnRead = true}).payloads, first) << "it clears as well";
+  expectLine("get111f0008\n");
+  clear(0x111E0001);
+  expectLine("clear 111e0001\n");
+  slots().notify(record, MGMT_OPTYPE_SET, false, APPLY_NO_ACTION_REQUIRED);
+  expectLine("notify Set 111f0002 regDownloadFlag=0 applyAction=no-action-required\n");
+  set(record);
+  expectLine("set Set 111f0002 transaction id 0 regDownloadFlag=0 applyAction=??? errorString=\n");
+  EXPECT_EQ(output.take(), expected);
+  EXPECT_EQ(platform().pauses, std::vector<unsigned int>(5, 1));
+}
+
+TEST_F(GetTest, BuildsTheLookupTablesOnceAndOnlyWhenTheyAreNeeded) {
+  makeRegistered({"--quiet"});
+  scripted::StandardOutput output;
+  const auto allocatedBy = [](unsigned int recordId) {
+    const std::size_t before = allocatedBytes;
+    get(recordId);
+    return allocatedBytes - before;
+  };
+  constexpr std::size_t table = 1024 * 10 * 4;
+  EXPECT_LT(allocatedBy(0x111F0003), table);
+  EXPECT_GT(allocatedBy(0x111F0006), 2 * table);
+  EXPECT_LT(allocatedBy(0x111F0006), table);
+  EXPECT_LT(allocatedBy(0x111F0007), table);
 }
 
 TEST_F(GetTest, AnswersWithTheForcedResultAndErrorString) {

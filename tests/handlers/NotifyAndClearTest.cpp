@@ -44,20 +44,27 @@ TEST_F(NotifyAndClearTest, NotifyEchoesTheRecordsOfItsListWithoutAGroupCheck) {
   for (const auto& record : silent) EXPECT_EQ(lines(textOf(record)), 1) << record->recordName();
 }
 
-TEST_F(NotifyAndClearTest, NotifyTracesAndSleeps) {
+TEST_F(NotifyAndClearTest, NotifyTracesPrintsAndThenSleeps) {
   zelLogLevelThreshold = 5;
-  make({"--quiet", "--sleep-time", "6"});
+  make({"--sleep-time", "6"});
   platform().takeLog(5);
   std::cout.setf(std::ios_base::hex, std::ios_base::basefield);
   scripted::StandardOutput output;
   notify(boost::make_shared<RecordTest3Prov3>());
-  EXPECT_EQ(output.take(),
-            "notify Insert 111f0009 regDownloadFlag=1 applyAction=reboot-required\n");
   EXPECT_EQ(std::cout.flags() & std::ios_base::basefield, std::ios_base::dec);
   EXPECT_EQ(platform().pauses, std::vector<unsigned int>{6});
+  slots().notify(boost::make_shared<RecordTest3Action1>(), MGMT_OPTYPE_ACTION, false,
+                 APPLY_DISABLE_REQUIRED);
+  EXPECT_EQ(output.take(),
+            "notify Insert 111f0009 regDownloadFlag=1 applyAction=reboot-required\n"
+            "\n    Record: Test3-Prov3 Id: 0x111f0009\n\nSleeping for 6seconds...\ndone\n"
+            "notify Action 111f0004 regDownloadFlag=0 applyAction=disable-required\n"
+            "Sleeping for 6seconds...\ndone\n");
   EXPECT_EQ(platform().takeLog(5),
-            Texts{"Quorin::notifyCallback recordId=0x111f0009 opType=Insert regDownloadFlag=true "
-                  "applyAction=reboot-required"});
+            (Texts{"Quorin::notifyCallback recordId=0x111f0009 opType=Insert regDownloadFlag=true "
+                   "applyAction=reboot-required",
+                   "Quorin::notifyCallback recordId=0x111f0004 opType=Action regDownloadFlag=false "
+                   "applyAction=disable-required"}));
 }
 
 TEST_F(NotifyAndClearTest, SetIndicationOutcomesAreTracedAndHandedBack) {

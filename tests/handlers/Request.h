@@ -22,11 +22,12 @@ struct Answer {
 /// Query keys of the tables that are keyed by a pair.
 template <class Keys>
 boost::shared_ptr<Zel::RecordKeys> pairKeys(std::uint32_t key1, std::uint32_t key2,
-                                            bool wildcardAllowed = false, bool every1 = false,
-                                            bool every2 = false) {
+                                            bool wildcardAllowed = false, std::uint8_t marker1 = 0,
+                                            std::uint8_t marker2 = 0) {
   auto keys = boost::make_shared<Keys>(wildcardAllowed);
-  keys->key1 = {key1, every1};
-  keys->key2 = {key2, every2};
+  keys->key1 = {key1, marker1};
+  keys->key2 = {key2, marker2};
+  keys->valid = false;  // no handler looks at it
   return keys;
 }
 
@@ -49,6 +50,7 @@ class RequestTest : public DaemonTest {
 
   static SetAnswer set(const boost::shared_ptr<Zel::Record>& record, const SetOptions& options) {
     Zel::ErrorString errorString;
+    record->valid = false;  // nor here
     Zel::boundedCopy(errorString.data(), options.errorString, Zel::ErrorString::size());
     auto applyAction = static_cast<Zel::ApplyActionType>(options.applyAction);
     const int result = slots().set(record, options.opType, options.regDownloadFlag, applyAction,
@@ -71,13 +73,16 @@ class RequestTest : public DaemonTest {
   };
 
   static Answer get(unsigned int recordId, const GetOptions& options) {
-    Zel::RecordList records;
+    // What the list holds already stays in front.
+    Zel::RecordList records{nullptr};
     Zel::ErrorString errorString;
     std::snprintf(errorString.data(), Zel::ErrorString::size(), "as the caller left it");
     Answer answer;
     answer.result = slots().get(recordId, options.keys, options.batchSize, options.clearOnRead,
                                 records, errorString);
     answer.errorString = errorString.c_str();
+    EXPECT_EQ(records.at(0), nullptr);
+    records.erase(records.begin());
     for (const auto& record : records) {
       EXPECT_EQ(record->id, recordId);
       EXPECT_TRUE(record->valid);

@@ -69,11 +69,13 @@ TEST_F(SetTest, KeepsRowsOfTest1Prov3AndUpdatesOneFieldAtATime) {
   EXPECT_EQ(apply(MGMT_OPTYPE_UPDATE, row(5, 0, 7, 8, 9)), 2u) << "they stored nothing";
   EXPECT_TRUE(platform().takeLog(2).empty());
 
-  EXPECT_EQ(apply(MGMT_OPTYPE_UPDATE, row(6, 1, 1, 1, 1)), 0u);
+  EXPECT_EQ(apply(MGMT_OPTYPE_UPDATE, row(261, 1, 1, 1, 1)), 0u);
+  EXPECT_EQ(apply(MGMT_OPTYPE_INSERT, row(261, 1, 1, 1, 1)), 3u);
   EXPECT_EQ(apply(MGMT_OPTYPE_DELETE, row(5, 0, 0, 0, 0)), 3u);
   EXPECT_EQ(apply(MGMT_OPTYPE_DELETE, row(5, 0, 0, 0, 0)), 0u);
+  EXPECT_EQ(apply(MGMT_OPTYPE_UPDATE, row(261, 1, 2, 1, 1)), 1u) << "the other row is still there";
   EXPECT_EQ(platform().takeLog(2),
-            (Texts{"Can't locate tes1Prov3 for key 6", "Can't locate tes1Prov3 for key 5"}));
+            (Texts{"Can't locate tes1Prov3 for key 261", "Can't locate tes1Prov3 for key 5"}));
 }
 
 TEST_F(SetTest, AnswersTheApplyActionOfEachRecord) {
@@ -128,6 +130,19 @@ TEST_F(SetTest, AnswersTheApplyActionOfEachRecord) {
   EXPECT_EQ(set(foreign<RecordTest1Prov3>(), {.opType = MGMT_OPTYPE_INSERT}),
             (SetAnswer{0, untouched, "forced"}));
   EXPECT_EQ(platform().takeLog(2), Texts{"test1Prov3Ptr is NULL"});
+}
+
+TEST_F(SetTest, StoresTheActionsOfEveryOperation) {
+  makeRegistered({"--quiet"});
+  scripted::StandardOutput output;
+  for (const unsigned int opType : {4u, 1u, 2u, 3u, 5u, 0u}) {
+    for (const bool testRun : {true, false}) {
+      set(action<RecordTest3Action1>(testRun), {.opType = MgmtOpType{opType}});
+      set(action<RecordTest3Action2>(testRun), {.opType = MgmtOpType{opType}});
+      EXPECT_EQ(get(0x111F0004).payloads, Texts{testRun ? "01" : "00"}) << opType;
+      EXPECT_EQ(get(0x111F0010).payloads, Texts{testRun ? "01" : "00"}) << opType;
+    }
+  }
 }
 
 TEST_F(SetTest, AnswersTest3Action1ByTheStateOfTheInitialProvisioning) {

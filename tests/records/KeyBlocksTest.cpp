@@ -76,6 +76,7 @@ TEST_F(KeyBlocksTest, WriteAndReadEveryClassAsItsLiteral) {
     for (const Order order : {network, little}) {
       EXPECT_EQ(written(keys, order), block.hex[order]);
       Stream from(block.hex[order] + "ab", std::string::npos, order);
+      read.valid = false;  // reading it well makes it valid
       EXPECT_EQ(&read.deserialize(from.stream), &from.stream);
       EXPECT_TRUE(read.valid);
       EXPECT_EQ(from.stream.readPos, block.failures.size());
@@ -137,8 +138,12 @@ TEST_F(KeyBlocksTest, FailAtTheFirstThingWrongAndStayThere) {
   expectRead(Keys(withMarkers), "000a 0001 01 0002 00 0002 000a", "", sf);
   // A wildcard has no value that could be out of range.
   expectRead(Keys(withMarkers), "0006 0001 01 0002 01", "", "");
-  expectRead(RecordTest3Stats9::Keys(plainKeys), "0014 0001 0004 0000000a",
-             "0002 0002 0001 0003 0002 0001", "key1 is greater than the max value 9");
+  const RecordTest3Stats9::Keys stats9(plainKeys);
+  expectRead(stats9, "0014 0001 0004 0000000a", "0002 0002 0001 0003 0002 0001",
+             "key1 is greater than the max value 9");
+  expectRead(stats9, "0014 0001 0004 00000009 0002 0002 0400", "0003 0002 0001", sfn);
+  expectRead(stats9, "0014 0001 0004 00000009 0002 0002 03ff 0003 0002 000a", "", sf);
+  expectRead(stats9, "0014 0001 0004 00000009 0002 0002 03ff 0003 0002 0009", "", "");
 
   Stream failed("000c 0001 0002 03ff 0002 0002 0009");
   failed.stream.good = false;

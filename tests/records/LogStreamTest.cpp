@@ -80,6 +80,8 @@ TEST(LogStreamTest, WritesEachTypeAsItsTextAndCutsWhatDoesNotFit) {
   expectShifted<int>("-2147483648", -2147483647 - 1, "<%d>");
   expectShifted("18446744073709551615", 18446744073709551615ull, "<%llu>");
   expectShifted("0x111d0002", LogStream::Hex32{0x111D0002}, "<%x>");
+  expectShifted("0x0", LogStream::Hex32{0});
+  expectShifted("0x0", LogStream::Hex16{0});
   expectShifted("0xa", LogStream::Hex16{0x0A}, "<%x>");
   expectShifted("0xffff", LogStream::Hex16{0xFFFF});
   expectShifted("true", true);

@@ -72,6 +72,7 @@ TEST_F(RecordBlocksTest, FailAtEveryShorterLength) {
       R expected;
       set(expected, values);
       EXPECT_EQ(errorsOf(record, block, length), Texts{readFailure});
+      EXPECT_EQ(record.id, idAfterRead(R::recordId, length));
       EXPECT_EQ(payloadOf(record), payloadOf(expected));
     }
   });

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "Blocks.h"
 #include "records/Framing.h"
 
@@ -106,6 +108,61 @@ TEST(LengthPatchTest, KeepsWhatFitsIntoAFullStream) {
   expectBuffer(3, "0001aa", 3);
   expectBuffer(6, "0001aaeeeeee", 3);
 }
+
+/// A platform's stream: its sizes are its own.
+struct OwnSizes : SerialStream {
+  using SerialStream::SerialStream;
+  std::uint32_t size() const override { return ++asked, SerialStream::size(); }
+  int size(std::uint32_t bytes) override { return ++set, SerialStream::size(bytes); }
+  mutable int asked = 0;
+  int set = 0;
+};
+
+TEST(LengthPatchTest, StaysWithinTheSizeThatTheStreamTells) {
+  // Past the valid bytes, without room for the length: it is put at their end.
+  Stream to(std::uint32_t{4});
+  to.stream.writePos = 3;
+  writeWithLength(to.stream, [] {});
+  EXPECT_EQ(to.buffer(), "fffeeeee");
+  EXPECT_EQ(to.stream.writePos, 0u);
+  EXPECT_EQ(to.stream.validSize, 0u);
+
+  std::uint8_t bytes[4];
+  OwnSizes own(bytes, 4, 0, true);
+  writeWithLength(own, [] {});
+  EXPECT_TRUE(own.asked == 3 && own.set == 1) << own.asked << " " << own.set;
+}
+
+#if defined(__x86_64__)
+/// The place of a virtual operation in the table of its class, which the platform relies on.
+template <typename Operation>
+std::size_t slotOf(Operation operation) {
+  std::uintptr_t word = 0;
+  std::memcpy(&word, &operation, sizeof word);
+  return (word - 1) / sizeof(void*);
+}
+
+TEST(VirtualOperationsTest, StandInTheOrderThatThePlatformKnows) {
+  const std::size_t slots[][2] = {{slotOf(&Record::deserialize), 0},
+                                  {slotOf(&Record::serialize), 1},
+                                  {slotOf(&Record::recordName), 2},
+                                  {slotOf(&Record::print), 3},
+                                  {slotOf(&Record::isOpaque), 4},
+                                  {slotOf(&Record::deserializePayload), 5},
+                                  {slotOf(&Record::serializePayload), 6},
+                                  {slotOf(&Record::printPayload), 7},
+                                  {slotOf(&Event::eventName), 8},
+                                  {slotOf(&Alarm::alarmName), 8},
+                                  {slotOf(&RecordUpdateEvent::recordUpdateEventName), 8},
+                                  {slotOf(&RecordKeys::deserialize), 0},
+                                  {slotOf(&RecordKeys::serialize), 1},
+                                  {slotOf(&RecordKeys::hasWildcard), 2},
+                                  {slotOf(&RecordKeys::recordName), 3},
+                                  {slotOf(&RecordKeys::isOpaque), 4},
+                                  {slotOf(&RecordKeys::printPayload), 5}};
+  for (const auto& [slot, expected] : slots) EXPECT_EQ(slot, expected);
+}
+#endif
 
 TEST(LengthPatchTest, CountsModulo65536) {
   Stream to(std::uint32_t{65536 + 5});
