@@ -1,5 +1,6 @@
-// Drives a daemon for some time with everything that clients do, and compares all that comes back
-// with what it must be. One thread; whatever is wrong is thrown as a Wrong.
+// Drives a daemon for some time with many clients at once, and looks at what only time and numbers
+// show: that each connection gets its own replies in order, that subscribers see the same, that
+// memory and descriptors stay, and that a stop is clean. One thread; what is wrong is a Wrong.
 #pragma once
 
 #include <chrono>
@@ -12,9 +13,6 @@
 #include <vector>
 
 #include "tests/harness/LineClient.h"
-#include "tests/soak/LastSet.h"
-#include "tests/soak/Notifications.h"
-#include "tests/soak/Requests.h"
 #include "tests/soak/TestedDaemon.h"
 
 namespace soak {
@@ -37,60 +35,57 @@ class Soak {
   void printFigures() const;
 
  private:
-  using Clock = Notifications::Clock;
+  using Clock = std::chrono::steady_clock;
 
-  struct Unanswered {
-    Line line;
-    std::vector<LastSet::Time> sent;  ///< per request
+  /// A reply that must come next on its connection: how it begins and how it ends. What the last
+  /// set of any client leaves behind stands between.
+  struct Expected {
+    std::string begin, end;
   };
   struct Client {
-    Client(const std::string& path, unsigned int number, std::uint32_t seed, Asked& asked)
-        : link(path), requests(number, seed, asked) {}
+    explicit Client(const std::string& path) : link(path) {}
     LineClient link;
-    Requests requests;
-    std::deque<Unanswered> unanswered;
+    std::deque<Expected> unanswered;
+    std::uint64_t lastId = 0;
+  };
+  struct Subscriber {
+    explicit Subscriber(const std::string& path) : link(path) {}
+    LineClient link;
+    std::deque<std::string> ahead;  ///< of the other one
   };
 
   void open();
-  void connectFirst();
   void crowd();
   void drive(Clock::time_point until);
-  void takeTurn(Client& client);
-  void send(Client& client, std::vector<Line> lines);
-  void send(Client& client, Request request);
-  void exchange(Client& client, Request request);
+  void askSomething(Client& client);
+  std::string request(Client& client, const char* method, const std::string& params,
+                      const std::string& end);
+  void askForLargeReply(Client& client);
   void poll(int milliseconds = 100);
-  void receive(Client& client);
   void answered(Client& client, std::string_view reply);
-  void readSubscriber(std::size_t number);
-  [[noreturn]] void lost(const char* what);
+  void notified(std::size_t subscriber, std::string_view line);
   void doStray();
+  std::string awaitLine(LineClient& link);
+  void awaitEnd(LineClient& link);
   void checkPoint();
-  void checkStatus();
-  void checkMemory();
   void checkDescriptors(std::size_t connections);
-  void awaitNotifications();
+  void checkMemory();
   void stop();
-  std::unique_ptr<LineClient> connect();
 
   const SoakOptions options_;
   const std::string socketPath_;
   const Clock::time_point start_ = Clock::now();
   TestedDaemon daemon_;
   std::mt19937 engine_;
-  Asked asked_;
-  LastSet lastSet_;
-  LastSet::Time time_ = 0;
-  Notifications notifications_{start_};
   std::unique_ptr<LineClient> control_;
-  std::vector<std::unique_ptr<LineClient>> subscribers_;
+  std::vector<std::unique_ptr<Subscriber>> subscribers_;
   std::vector<std::unique_ptr<Client>> clients_;
   Clock::time_point lastReply_ = start_;
 
-  std::map<std::string, std::uint64_t> replies_;  ///< that were right, by method
-  std::uint64_t connectionsMade_ = 0, refused_ = 0, cutOff_ = 0, perhapsServed_ = 0;
-  long firstDescriptors_ = 0, lastDescriptors_ = 0;  ///< with the control connection alone
-  long memoryAfterMinute_ = 0, leastMemory_ = 0, mostMemory_ = 0, lastMemory_ = 0;
+  std::uint64_t replies_ = 0, strays_ = 0, registrations_ = 0;
+  std::map<std::string, std::uint64_t> seen_;  ///< notifications, by method
+  long firstDescriptors_ = 0;                  ///< with the control connection alone
+  long leastMemory_ = 0, mostMemory_ = 0, lastMemory_ = 0;
 };
 
 }  // namespace soak

@@ -15,7 +15,7 @@
 #include <system_error>
 #include <thread>
 
-#include "tests/soak/Expected.h"
+#include "tests/soak/Wrong.h"
 
 namespace soak {
 namespace {
