@@ -46,7 +46,7 @@ def run(command, limit):
 
 
 def build(*targets):
-    return run(["nice", "cmake", "--build", str(BUILD), "--target", *targets], 1800)
+    return run(["cmake", "--build", str(BUILD), "--target", *targets], 1800)
 
 
 def passes(program):
