@@ -38,8 +38,7 @@ Object make(const Setting& setting) {
 template <class Object>
 bool writeInto(Bytes& buffer, std::size_t room, const Object& object, const Setting& setting) {
   buffer.assign(room, 0);
-  Zel::SerialStream stream(buffer.data(), static_cast<std::uint32_t>(room), 0,
-                           setting.swapBytes());
+  Zel::SerialStream stream(buffer.data(), static_cast<std::uint32_t>(room), 0, setting.swapBytes());
   if constexpr (requires { object.wildcardAllowed; }) {
     object.serialize(stream);
   } else {
@@ -68,8 +67,8 @@ void check(Input& input) {
   Object object = make<Object>(setting), again = make<Object>(setting);
   Zel::fields::every<Object>([&]<std::size_t I>() {
     auto& field = Zel::fields::FieldAt<Object, I>::of(object);
-    std::memset(static_cast<void*>(&field), std::is_same_v<bool&, decltype(field)> ? 1 : setting.fill,
-                sizeof field);
+    std::memset(static_cast<void*>(&field),
+                std::is_same_v<bool&, decltype(field)> ? 1 : setting.fill, sizeof field);
     return true;
   });
   Bytes block = input.rest(), written, writtenAgain, small;
