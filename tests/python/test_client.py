@@ -144,7 +144,11 @@ def test_the_journal_by_page(quorin_daemon, quorin_client):
     assert whole.last == second.seq == first.seq + 2
     page = quorin_client.journal(after=first.seq, limit=1)
     assert [entry.record_name for entry in page.entries] == ["Test3-Stats1"]
-    assert quorin_client.journal_clear() >= 3
+    quorin_client.set(b"\x11")
+    refused = str(quorin_client.journal(limit=1).entries[0])
+    assert ": set 0x11: Bad-Value, apply action no-action-required, error string" in refused
+    assert "the daemon was not called" in refused
+    assert quorin_client.journal_clear() >= 4
     assert quorin_client.journal().entries == []
 
 
