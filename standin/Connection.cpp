@@ -89,12 +89,16 @@ Connection::Connection(int descriptor, std::uint64_t acceptanceNumber)
       kernelRefusesDescriptors_(refuseDescriptors(descriptor)) {}
 
 void Connection::close() {
-  if (closed()) return;
-  const int descriptor = std::exchange(descriptor_, -1);
+  if (!closed()) end(std::exchange(descriptor_, -1), kernelRefusesDescriptors_);
+}
+
+void Connection::refuse(int descriptor) { end(descriptor, refuseDescriptors(descriptor)); }
+
+void Connection::end(int descriptor, bool kernelRefusesDescriptors) {
   // Bytes that are left unread would turn the end into a reset.
   ::shutdown(descriptor, SHUT_RDWR);
   char bytes[4096];
-  if (kernelRefusesDescriptors_) {
+  if (kernelRefusesDescriptors) {
     while (::recv(descriptor, bytes, sizeof bytes, MSG_DONTWAIT) > 0) {
     }
     ::close(descriptor);

@@ -35,6 +35,8 @@ class Connection {
   bool closed() const { return descriptor_ < 0; }
   /// Ends the connection. What was sent arrives, and the client sees an end, never a reset.
   void close();
+  /// Ends one that was accepted, in the same way; needs no memory.
+  static void refuse(int descriptor);
 
   // --- requests ---
 
@@ -125,6 +127,8 @@ class Connection {
     std::uint64_t end;  ///< in all that was ever appended
     std::size_t bytes;
   };
+
+  static void end(int descriptor, bool kernelRefusesDescriptors);
 
   void findLine();
   bool beginBatch(std::string_view line, JsonDocument& document, rpc::Request& request);

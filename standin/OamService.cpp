@@ -243,7 +243,13 @@ void OamService::deliver() {
     delivered_.swap(posted_);
     hasPosted_ = false;
   }
-  for (Posted& posted : delivered_) deliver(posted);
+  for (Posted& posted : delivered_) {
+    try {
+      deliver(posted);
+    } catch (const std::bad_alloc&) {
+      complain("out of memory for a notification");
+    }
+  }
   delivered_.clear();
 }
 

@@ -187,7 +187,7 @@ void SocketServer::acceptOne(int descriptor) {
       return;
     }
   } catch (const std::bad_alloc&) {
-    if (!connection) ::close(descriptor);
+    if (!connection) Connection::refuse(descriptor);
     ++counters_.cutOff;
     return;
   }
@@ -419,14 +419,15 @@ void SocketServer::takeNoMore() {
     const int descriptor =
         ::accept4(path_.descriptor(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (descriptor < 0) break;
-    Connection(descriptor, 0).close();
+    Connection::refuse(descriptor);
   }
   for (const Pointer& connection : connections_) connection->endInput();
 }
 
 void SocketServer::shutDown() {
-  const auto open = connections_;
-  for (const Pointer& connection : open) {
+  for (std::size_t i = connections_.size(); i-- != 0;) {
+    if (i >= connections_.size()) continue;
+    const Pointer connection = connections_[i];
     guarded(connection, [&] {
       connection->release();
       connection->refuseAll(document_, {rpc::stopping, "the process is stopping"});

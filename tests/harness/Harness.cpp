@@ -119,6 +119,17 @@ long Process::status(const std::string& name) const {
   return at == std::string::npos ? -1 : std::stol(all.substr(at + name.size() + 2));
 }
 
+long Process::processorTicks() const {
+  const std::string stat = fileContent("/proc/" + std::to_string(pid_) + "/stat");
+  const Strings fields = split(stat.substr(stat.rfind(')')), ' ');
+  return std::stol(fields.at(12)) + std::stol(fields.at(13));
+}
+
+std::ptrdiff_t Process::descriptors() const {
+  const std::filesystem::directory_iterator all("/proc/" + std::to_string(pid_) + "/fd");
+  return std::distance(begin(all), end(all));
+}
+
 std::unique_ptr<Client> Client::connectTo(const std::string& path) {
   auto client = std::make_unique<Client>();
   client->stream_.expires_after(longest);
@@ -135,8 +146,8 @@ void Client::sendBytes(std::string_view bytes) {
 std::size_t Client::sendUntilFull(std::string_view bytes) {
   std::size_t sent = 0;
   for (int pauses = 0; sent < bytes.size() && pauses < 10;) {
-    const ssize_t count = ::send(stream_.socket().native_handle(), bytes.data() + sent,
-                                 bytes.size() - sent, MSG_DONTWAIT | MSG_NOSIGNAL);
+    const ssize_t count =
+        ::send(descriptor(), bytes.data() + sent, bytes.size() - sent, MSG_DONTWAIT | MSG_NOSIGNAL);
     if (count > 0) {
       sent += static_cast<std::size_t>(count);
       pauses = 0;
@@ -153,6 +164,9 @@ std::string Client::readLine() {
   std::string line;
   std::getline(stream_, line);
   if (stream_.error() == boost::asio::error::timed_out) throw std::runtime_error("no line comes");
+  if (stream_.error() == boost::asio::error::connection_reset) {
+    throw std::runtime_error("the connection is reset");
+  }
   return line;
 }
 
@@ -247,6 +261,13 @@ void SystemTest::expectRefused(const std::string& options, const std::string& en
   const Outcome outcome = launch(QUORIN_PROGRAM " " + options, environment)->wait();
   EXPECT_EQ(outcome, (Outcome{255, out, outcome.err})) << options << environment;
   EXPECT_NE(outcome.err.find(reason), std::string::npos) << options << environment << outcome.err;
+}
+
+void SystemTest::expectPromptStatus(Client& by) {
+  constexpr int rounds = 10;  // one alone may meet a busy machine
+  const auto before = Clock::now();
+  for (int i = 0; i < rounds; ++i) EXPECT_EQ(by.result("status").at("pid"), daemon->pid());
+  EXPECT_LT(Clock::now() - before, rounds * std::chrono::milliseconds(50));
 }
 
 void SystemTest::converse(const std::string& script) {

@@ -26,6 +26,7 @@ namespace harness {
 
 namespace json = boost::json;
 using Protocol = boost::asio::local::stream_protocol;
+using Clock = std::chrono::steady_clock;
 using Strings = std::vector<std::string>;
 
 /// Under a sanitizer on a loaded machine a step may take this long.
@@ -79,6 +80,9 @@ class Process {
   Outcome wait();
   /// A number of its /proc/PID/status, in the unit of that file.
   long status(const std::string& name) const;
+  /// Processor time, in ticks of a hundredth of a second.
+  long processorTicks() const;
+  std::ptrdiff_t descriptors() const;
   std::string out() const { return fileContent(outputPath_ + ".out"); }
   std::string err() const { return fileContent(outputPath_ + ".err"); }
 
@@ -99,9 +103,10 @@ class Client {
   void send(std::string_view line) { sendBytes(std::string(line) + '\n'); }
   /// Sends what the peer takes until it takes nothing for a while; returns how many bytes.
   std::size_t sendUntilFull(std::string_view bytes);
+  int descriptor() { return stream_.socket().native_handle(); }
   void endInput() { stream_.socket().shutdown(Protocol::socket::shutdown_send); }
 
-  /// Empty at the end of the connection.
+  /// Empty at the end of the connection; a reset is thrown.
   std::string readLine();
   json::object readObject();
 
@@ -161,6 +166,8 @@ class SystemTest : public testing::Test {
   std::unique_ptr<Process> launch(const std::string& commandLine,
                                   const std::string& environment = {});
 
+  /// Expects that status is answered at once.
+  void expectPromptStatus(Client& by);
   /// Has the lines of `script` with the daemon; a line that begins with a blank goes on with the
   /// one before. `METHOD PARAMETERS -> REPLY` expects that the reply's result, or its error,
   /// matches; `> LINE -> REPLY` sends a line as it is; `<- METHOD PARAMETERS` is the next

@@ -9,8 +9,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <iterator>
+#include <utility>
 
 #include "platform/ProcPrivs.h"
 
@@ -102,6 +104,15 @@ TEST(PrivilegesTest, ThereIsNoWayBack) {
                      setCapabilities(1u << CAP_SETUID, 0);
             }),
             0U);
+}
+
+TEST(PrivilegesTest, AnAccountThatIsRootIsRefused) {
+  for (const auto& [user, group] : {std::pair{"root", "apps"}, {"apps", "root"}}) {
+    Zel::ProcPrivs privileges;
+    privileges.setUser(user);
+    privileges.setGroup(group);
+    EXPECT_EQ(privileges.applyPrivileges(), EPERM) << user;
+  }
 }
 
 }  // namespace

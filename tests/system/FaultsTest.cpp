@@ -2,12 +2,19 @@
 // those who do not belong.
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
+#include <boost/asio/ip/tcp.hpp>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <utility>
 
 #include "Harness.h"
@@ -39,22 +46,30 @@ class FaultsTest : public SystemTest {
     EXPECT_EQ(launch(asApps + "prlimit --pid=" + pid + " --" + limit + ":")->wait().status, 0);
   }
 
-  std::ptrdiff_t descriptors() const {
-    const std::filesystem::directory_iterator all("/proc/" + std::to_string(daemon->pid()) + "/fd");
-    return std::distance(begin(all), end(all));
-  }
-
-  /// Processor time of the daemon, in ticks of a hundredth of a second.
-  long processorTicks() const {
-    const std::string stat = fileContent("/proc/" + std::to_string(daemon->pid()) + "/stat");
-    const Strings fields = split(stat.substr(stat.rfind(')')), ' ');
-    return std::stol(fields.at(12)) + std::stol(fields.at(13));
-  }
-
   /// A daemon whose standard output is `file`.
   void startInto(const std::string& file, const std::string& prefix = "") {
     daemon = launch(prefix + "sh -c 'exec " QUORIN_PROGRAM " --group 111f >" + file + "'");
     ASSERT_TRUE(eventually([&] { return (client = Client::connectTo(socketPath)) != nullptr; }));
+  }
+
+  /// Sends an open file with a blank.
+  static void pass(int file, Client& by) {
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof file)] = {};
+    char byte = ' ';
+    iovec piece{&byte, 1};
+    msghdr message{};
+    message.msg_iov = &piece;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    *CMSG_FIRSTHDR(&message) = {CMSG_LEN(sizeof file), SOL_SOCKET, SCM_RIGHTS};
+    std::memcpy(CMSG_DATA(CMSG_FIRSTHDR(&message)), &file, sizeof file);
+    ::sendmsg(by.descriptor(), &message, MSG_NOSIGNAL);
+  }
+
+  static mode_t statusOf(const std::string& file) {
+    struct stat status {};
+    return ::stat(file.c_str(), &status) == 0 ? status.st_mode : 0;
   }
 
   void expectStop() {
@@ -102,8 +117,10 @@ TEST_F(FaultsTest, AForbiddenOrOccupiedPlaceIsNamed) {
   const std::string there = path("there"), lock = there + "/oam.sock.lock";
   const std::string variable = "KOR_OAM_SOCKET=" + there + "/oam.sock";
   std::filesystem::create_directory(there);
-  expectRefused("", variable, "cannot open the lock file " + lock + ": Permission denied");
+  expectRefused("", variable, "cannot open the lock file " + lock + ": Permission denied\n");
   std::ofstream(lock) << "";
+  ASSERT_EQ(::chmod(lock.c_str(), 0600), 0);
+  expectRefused("", variable, ": Permission denied; the file belongs to user 0\n");
   ASSERT_EQ(::chmod(lock.c_str(), 0666), 0);
   expectRefused("", variable, "cannot bind a socket to " + there + "/oam.sock: Permission denied");
   std::filesystem::remove(lock);
@@ -133,16 +150,16 @@ TEST_F(FaultsTest, WithFewDescriptorsItSaysSoOrServesOnceThereAreMore) {
   }
   // It has all that it needs, and no descriptor for a client: it waits, and does not spin.
   client->request(1, "status");
-  const long before = processorTicks();
+  const long before = daemon->processorTicks();
   ::sleep(1);
-  EXPECT_LT(processorTicks() - before, 20);
+  EXPECT_LT(daemon->processorTicks() - before, 20);
   EXPECT_FALSE(daemon->ended());
   setLimit("nofile=64");
   EXPECT_EQ(client->readObject().at("id"), 1);
 
-  const std::ptrdiff_t atRest = descriptors();
+  const std::ptrdiff_t atRest = daemon->descriptors();
   for (int round = 0; round < 20; ++round) connect()->result("status");
-  EXPECT_TRUE(eventually([&] { return descriptors() == atRest; }));
+  EXPECT_TRUE(eventually([&] { return daemon->descriptors() == atRest; }));
 }
 
 TEST_F(FaultsTest, AConnectionThatCannotBeReadOrWrittenIsLeftAlone) {
@@ -150,14 +167,18 @@ TEST_F(FaultsTest, AConnectionThatCannotBeReadOrWrittenIsLeftAlone) {
        {std::pair{SYS_recvfrom, SYS_recvmsg}, std::pair{SYS_sendto, SYS_sendmsg}}) {
     refusals = {{one, EIO}, {many, EIO}};
     start("");
-    const std::ptrdiff_t atRest = descriptors();
+    const std::ptrdiff_t atRest = daemon->descriptors();
     for (int round = 0; round < 20; ++round) {
       const auto other = connect();
       other->request(1, "status");
-      EXPECT_EQ(other->readLine(), "");
+      try {
+        EXPECT_EQ(other->readLine(), "");
+      } catch (const std::runtime_error&) {
+        EXPECT_EQ(one, SYS_recvfrom);  // a request that cannot be read is a reset
+      }
     }
-    EXPECT_TRUE(
-        eventually([&] { return descriptors() <= atRest + 1; }));  // `client`, accepted late
+    EXPECT_TRUE(eventually(
+        [&] { return daemon->descriptors() <= atRest + 1; }));  // `client`, accepted late
     expectStop();
   }
 }
@@ -182,6 +203,64 @@ TEST_F(FaultsTest, WithoutMemoryForAReplyTheNextIsAnswered) {
   setLimit("as=unlimited");
   EXPECT_EQ(connect()->result("status").at("pid"), daemon->pid());
   EXPECT_EQ(client->result("get", large).at("records").as_array().size(), 65535U);
+}
+
+TEST_F(FaultsTest, AnAllocationThatFailsHarmsNobodyElse) {
+  if (!boundedAddressSpace) GTEST_SKIP() << "a sanitizer is at work";
+  const std::string requests =
+      request(1, "subscribe") + "\n" + request(2, "svcRegInd") + "\n[" +
+      request(3, "get", R"({"recordId":"0x111f0007","batchSize":20})") + "," +
+      request(4, "getKeys", R"({"recordId":"0x111f000e","batchSize":2})") + "]\n" +
+      request(5, "set", R"({"record":"111f000400010101","opType":4})") + "\n" +
+      request(6, "svcRegResult", R"({"kind":12,"result":0,"groups":[1,2]})") + "\n" +
+      request(7, "n\\u006f") + "\n{\n" +
+      R"({"jsonrpc":"2.0","method":"clear","params":{"recordId":1}})"
+      "\n" +
+      request(8, "status") + "\n";
+  const std::string file = path("allocations");
+  std::ofstream(file) << std::string(sizeof(std::int64_t), '\0');
+  const int shared = ::open(file.c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(::fchmod(shared, 0666), 0);
+  void* memory =
+      ::mmap(nullptr, sizeof(std::int64_t), PROT_READ | PROT_WRITE, MAP_SHARED, shared, 0);
+  ::close(shared);
+  ASSERT_NE(memory, MAP_FAILED);
+  auto& countdown = *static_cast<std::atomic<std::int64_t>*>(memory);
+  const std::string preload = "LD_PRELOAD=" FAILING_NEW " FAILING_NEW=" + file;
+  refusals = {{SYS_setsockopt, ENOPROTOOPT}};
+  start("--group 111f --set-ind", preload);
+  connect()->result("status");
+  client->result("subscribe");
+  const std::ptrdiff_t atRest = daemon->descriptors() - 1;
+  std::int64_t nth = 0;
+  do {
+    SCOPED_TRACE(++nth);
+    countdown = nth;
+    for (const bool hangUp : {true, false}) {
+      const auto passing = connect();
+      passing->sendBytes(requests);
+      pass(STDIN_FILENO, *passing);
+      if (hangUp) continue;
+      passing->endInput();
+      while (!passing->readLine().empty()) {
+      }
+    }
+    EXPECT_TRUE(eventually([&] { return daemon->descriptors() <= atRest + 1 || daemon->ended(); }));
+    ASSERT_FALSE(daemon->ended()) << daemon->wait();
+  } while (countdown.exchange(0) <= 0 && !HasFailure());
+  EXPECT_GT(nth, 50);
+  EXPECT_EQ(connect()->result("status").at("pid"), daemon->pid());
+  expectStop();
+  for (nth = 1, countdown = 0; countdown <= 0 && !HasFailure(); ++nth) {
+    SCOPED_TRACE(nth);
+    countdown = 0;
+    start("--group 111f --sleep-time 9", preload);
+    client->sendBytes(requests);
+    ASSERT_TRUE(eventually([&] { return daemon->out().find("Sleep") != std::string::npos; }));
+    countdown = nth;
+    expectStop();
+  }
+  ::munmap(memory, sizeof(std::int64_t));
 }
 
 TEST_F(FaultsTest, StandardOutputThatTakesNothingHoldsUpNoAnswer) {
@@ -212,13 +291,107 @@ TEST_F(FaultsTest, APipeThatNobodyReadsDoesNotHoldUpTheStop) {
   }));
   // The callback thread hangs; everything else goes on.
   const auto other = connect();
-  EXPECT_EQ(other->result("status").at("pid"), daemon->pid());
+  expectPromptStatus(*other);
   other->request(1, "clear", stats5);
   expectStop();
   EXPECT_EQ(other->readObject().at("error").at("code"), -32001);
   EXPECT_FALSE(std::filesystem::exists(socketPath));
   EXPECT_NE(daemon->err().find("a thread does not end"), std::string::npos);
   ::close(pipe);
+}
+
+TEST_F(FaultsTest, ConsoleLinesAreWholeWhateverHappensToTheirPipe) {
+  ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
+  for (const int flags : {0, O_NONBLOCK}) {
+    const int reader = ::open(path("pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int writer = ::open(path("pipe").c_str(), O_WRONLY | flags);
+    ::fcntl(writer, F_SETPIPE_SZ, 4096);
+    startInto("&" + std::to_string(writer));
+    ::close(writer);
+    std::string requests, output;
+    for (int id = 0; id < 2000; ++id) requests += request(id, "clear", stats5) + "\n";
+    client->sendBytes(requests);
+    client->request(2000, "status");
+    char bytes[100];
+    const auto lines = [&] { return std::count(output.begin(), output.end(), '\n'); };
+    EXPECT_TRUE(eventually([&] {
+      for (int signal = 0; signal < 10; ++signal) daemon->signal(SIGUSR1);
+      for (ssize_t size; (size = ::read(reader, bytes, sizeof bytes)) > 0 && lines() < 4000;) {
+        output.append(bytes, static_cast<std::size_t>(size));
+        daemon->signal(SIGUSR2);
+      }
+      return lines() >= 4000;
+    }));
+    std::string expected;
+    for (int i = 0; i < 2000; ++i) expected += "clear 111f000b\nclear 0x111f000b\n";
+    EXPECT_TRUE(output == expected) << lines();
+    expectStop();
+    ::close(reader);
+  }
+}
+
+TEST_F(FaultsTest, StreamsThatAreClosedAreNobodyElses) {
+  for (const std::string streams : {"<&-", ">&-", "2>&-", "<&- >&- 2>&-"}) {
+    startInto("/dev/null " + streams);
+    EXPECT_EQ(client->result("get", stats5).at("records").as_array().size(), 4U);
+    for (const int stream : {0, 1, 2}) {
+      const std::string link =
+          "/proc/" + std::to_string(daemon->pid()) + "/fd/" + std::to_string(stream);
+      EXPECT_TRUE(S_ISCHR(statusOf(link)) || S_ISREG(statusOf(link))) << streams << stream;
+    }
+    expectStop();
+  }
+}
+
+// A file that a client has passed is the client's to make slow: here a socket that waits for its
+// unread bytes when the last that has it open closes it.
+TEST_F(FaultsTest, PassedFilesHoldUpNobody) {
+  refusals = {{SYS_setsockopt, ENOPROTOOPT}};  // the kernel keeps none away
+  start("");
+  client->result("status");
+  const std::ptrdiff_t atRest = daemon->descriptors();
+  boost::asio::io_context loop;
+  using Tcp = boost::asio::ip::tcp;
+  Tcp::acceptor acceptor(loop, Tcp::endpoint(boost::asio::ip::address_v4::loopback(), 0));
+  Tcp::socket slow(loop), peer(loop);
+  slow.connect(acceptor.local_endpoint());
+  acceptor.accept(peer);
+  slow.set_option(Tcp::socket::linger(true, 20));
+  slow.non_blocking(true);
+  boost::system::error_code full;
+  while (!full) slow.write_some(boost::asio::buffer(std::string(65536, 'x')), full);
+
+  const auto offender = connect();
+  daemon->signal(SIGSTOP);
+  pass(slow.native_handle(), *offender);
+  slow.close();  // the daemon's is the last
+  daemon->signal(SIGCONT);
+  EXPECT_EQ(offender->result("status").at("pid"), daemon->pid());
+  expectPromptStatus(*client);
+  EXPECT_TRUE(eventually([&] { return daemon->descriptors() == atRest + 1; }));
+  const auto before = Clock::now();
+  expectStop();
+  EXPECT_LT(Clock::now() - before, std::chrono::seconds(3));
+}
+
+TEST_F(FaultsTest, WhoIsNotAcceptedAtAStopSeesAnEndAndDoesNotDelayIt) {
+  start("--group 111f");
+  client->result("status");
+  daemon->signal(SIGSTOP);
+  std::vector<std::unique_ptr<Client>> others;
+  while (others.size() < 20) {
+    others.push_back(connect());
+    others.back()->request(1, "status");
+  }
+  daemon->signal(SIGTERM);
+  const auto before = Clock::now();
+  daemon->signal(SIGCONT);
+  EXPECT_EQ(daemon->wait().status, 0);
+  EXPECT_LT(Clock::now() - before, std::chrono::milliseconds(800));
+  for (const auto& other : others) {
+    while (!other->readLine().empty()) {
+    }
+  }
 }
 
 TEST_F(FaultsTest, OthersAreRefusedByTheKernel) {

@@ -82,4 +82,135 @@ TEST_F(OverloadTest, ClientsThatSendAndDoNotReadDoNotHoldUpTheStop) {
   EXPECT_EQ(daemon->wait(), (Outcome{0, daemon->out(), ""}));
 }
 
+// No choice of bytes makes a line expensive.
+TEST_F(OverloadTest, ALineOfManyMembersIsRefusedOrCheap) {
+  start("");
+  const auto members = [](std::size_t count, std::size_t length) {
+    std::string all = "{";
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::string number = std::to_string(i);
+      all += (i == 0 ? "\"" : ",\"") + std::string(length - number.size(), 'x') + number + "\":0";
+    }
+    return all + "}";
+  };
+  const auto list = [](std::size_t count, const std::string& element) {
+    std::string all = "[" + element;
+    while (--count != 0) all += "," + element;
+    return all + "]";
+  };
+  // The request adds 4 and `x` to what `params` holds.
+  const struct {
+    std::string params;
+    int code;
+  } cases[] = {{members(64, 16'000), -32602},
+               {members(65, 10), -32600},
+               {members(65'536, 10), -32600},
+               {R"({"x":)" + list(1023, members(64, 8)) + "}", -32602},
+               {R"({"x":)" + list(1024, members(64, 8)) + "}", -32600}};
+  for (const auto& [params, code] : cases) {
+    const long before = daemon->processorTicks();
+    client->request(1, "status", params);
+    const json::object reply = client->readObject();
+    EXPECT_LE(daemon->processorTicks() - before, 10) << params.size();
+    EXPECT_EQ(reply.at("error").at("code"), code) << json::serialize(reply);
+    EXPECT_EQ(reply.at("id").is_null(), code == -32600);
+  }
+  EXPECT_EQ(client->result("status").at("counters").at("connections").at("made"), 1);
+}
+
+TEST_F(OverloadTest, RequestsOfClientsThatAreGoneAreBoundedAndTakeTurns) {
+  start("--group 111f --sleep-time 2");
+  client->request(1, "get", stats5);
+  ASSERT_TRUE(eventually([&] { return daemon->out().find("Sleep") != std::string::npos; }));
+  const long atRest = daemon->status("VmHWM");
+  constexpr std::size_t lineBytes = 1000, each = 1000, clients = 12,
+                        kept = 8 * 1024 * 1024 / lineBytes;
+  std::string line = R"({"jsonrpc":"2.0","method":"clear","params":{"recordId":1}})";
+  line.resize(lineBytes - 1, ' ');
+  std::string requests;
+  for (std::size_t i = 0; i < each; ++i) requests += line + "\n";
+  for (std::size_t i = 0; i < clients; ++i) connect()->sendBytes(requests);
+  const auto other = connect();
+  EXPECT_TRUE(eventually([&] {
+    return other->result("status").at("counters").at("dropped") == clients * each - kept;
+  }));
+  expectGrowthBelow(16 * 1024, atRest);
+  // Of a group that is not registered: a refusal does not sleep.
+  const std::string orphan = "clear 0x1\n", own = "clear 0x2\n";
+  EXPECT_EQ(daemon->out().find(orphan), std::string::npos);
+  EXPECT_EQ(other->result("clear", R"({"recordId":2})").at("result"), 14);
+  std::string out;
+  std::size_t ran = 0;
+  EXPECT_TRUE(eventually([&] {
+    out = daemon->out();
+    ran = 0;
+    for (std::size_t at = 0; (at = out.find(orphan, at)) != std::string::npos; ++at) ++ran;
+    return ran >= kept;
+  }));
+  EXPECT_EQ(ran, kept);
+  EXPECT_LT(out.find(own) / orphan.size(), 20U);  // two lines each, and those of the get
+}
+
+TEST_F(OverloadTest, RequestsBehindUnreadRepliesStillRunAfterAHangUp) {
+  start("--group 111f");
+  std::string requests;
+  for (int id = 1; id <= 3; ++id) {
+    requests += request(id, "get", R"({"recordId":"0x111f0007","batchSize":65535})") + "\n";
+  }
+  requests += R"({"jsonrpc":"2.0","method":"clear","params":{"recordId":"0x111f0009"}})"
+              "\n";
+  client->sendBytes(requests);
+  const auto ran = [&](const std::string& line) {
+    return daemon->out().find(line) != std::string::npos;
+  };
+  EXPECT_TRUE(eventually([&] { return ran("get 0x111f0007\nget111f0007\nget 0x111f0007\n"); }));
+  const auto other = connect();
+  for (int round = 0; round < 5; ++round) other->result("status");
+  EXPECT_FALSE(ran("clear"));
+  client.reset();
+  EXPECT_TRUE(eventually([&] { return ran("clear 0x111f0009\n"); }));
+}
+
+TEST_F(OverloadTest, ABatchOfLargeRepliesIsMadeAsItIsRead) {
+  start("--quiet", "KOR_OAM_AUTO=0");
+  for (int half = 0; half < 2; ++half) {
+    std::string groups;
+    for (int i = 0; i < 4096; ++i) groups += "," + std::to_string(half * 4096 + i);
+    client->result("svcRegResult", R"({"kind":12,"result":0,"groups":[)" + groups.substr(1) + "]}");
+  }
+  const long atRest = daemon->status("VmHWM");
+  constexpr std::size_t count = 500;  // of 75 kB
+  std::string batch;
+  for (std::size_t i = 0; i < count; ++i) batch += "," + request(1, "status");
+  client->send("[" + batch.substr(1) + "]");
+  const auto other = connect();
+  for (int round = 0; round < 5; ++round) other->result("status");
+  expectGrowthBelow(16 * 1024, atRest);
+  const std::string line = client->readLine();
+  std::size_t replies = 0;
+  for (std::size_t at = 0; (at = line.find("\"pid\":", at)) != std::string::npos; ++at) ++replies;
+  EXPECT_EQ(replies, count);
+  expectGrowthBelow(16 * 1024, atRest);
+}
+
+// A get of many key blocks is refused, and one of as many as there may be answered.
+TEST_F(OverloadTest, KeyBlocksAndGroupsAreCounted) {
+  start("--group 111f --quiet");
+  const auto list = [](int count, const std::string& element) {
+    std::string all = element;
+    while (--count != 0) all += "," + element;
+    return all;
+  };
+  for (const int past : {0, 1}) {
+    const json::object get = client->call(
+        "get", R"({"recordId":"0x111f0007","batchSize":10,"wildcardAllowed":true,"queryKeys":[)" +
+                   list(4096 + past, R"("000c00010100020000")") + "]}");
+    const json::object outcome = client->call(
+        "svcRegResult", R"({"kind":14,"result":0,"groups":[)" + list(4096 + past, "1") + "]}");
+    for (const json::object& reply : {get, outcome}) {
+      EXPECT_TRUE(past == 0 ? reply.contains("result") : reply.at("error").at("code") == -32602);
+    }
+  }
+}
+
 }  // namespace

@@ -91,6 +91,19 @@ TEST_F(SocketTest, RepliesKeepTheOrderOfTheRequestsAlsoBehindASleep) {
             "get111f000b\nget 0x111f000b\nSleeping for 1seconds...\ndone\nget1\nget 0x1\n");
 }
 
+TEST_F(SocketTest, TheApisOwnMethodsTakeEffectInTheirTurn) {
+  start("--group 111f --sleep-time 2");
+  client->sendBytes(request(1, "svcRegInd") + "\n" + request(2, "get", stats5) + "\n" +
+                    request(3, "subscribe") + "\n" + request(4, "status") + "\n");
+  ASSERT_TRUE(eventually([&] { return daemon->out().find("Sleep") != std::string::npos; }));
+  const auto other = connect();
+  expectPromptStatus(*other);
+  // No notification: it had gone before the turn of subscribe.
+  for (const int id : {1, 2, 3}) EXPECT_EQ(client->readObject().at("id"), id);
+  EXPECT_TRUE(matches(client->readObject(), json::parse(R"({"result":{"counters":{
+      "notifications":{"svcRegInd":2},"answered":{"get":1}}}})")));
+}
+
 TEST_F(SocketTest, TheSixtyFifthConnectionIsRefused) {
   start("");
   std::vector<std::unique_ptr<Client>> others;
@@ -149,7 +162,12 @@ TEST_F(SocketTest, ClientsThatHungUpMakeRoomAndWithdrawTheirRequests) {
   std::vector<std::unique_ptr<Client>> others;
   while (others.size() < 63) {
     others.push_back(connect());
-    others.back()->request(1, "clear", R"({"recordId":"0x111f0008"})");
+    std::string requests;
+    while (requests.size() < 1024 * 1024) {
+      requests +=
+          request(1, "clear", R"({"recordId":"0x111f0008"})") + std::string(3000, ' ') + "\n";
+    }
+    others.back()->sendBytes(requests);
   }
   others.clear();
   // Until the daemon has seen that they are gone, it refuses the next.
