@@ -10,9 +10,22 @@
 #include <string>
 #include <string_view>
 
+#include "standin/LogCapture.h"
 #include "standin/StandardError.h"
 
 int zelLogLevelThreshold = 2;
+
+namespace standin {
+namespace {
+
+thread_local std::string* captured = nullptr;
+
+}  // namespace
+
+LogCapture::LogCapture() { captured = &text_; }
+LogCapture::~LogCapture() { captured = nullptr; }
+
+}  // namespace standin
 
 namespace Zel {
 namespace {
@@ -73,6 +86,10 @@ LogStream::LogStream(ZelLogLevel level, const char* file, int line, const char* 
 void LogStream::done() {
   std::string_view body = text_;
   if (body.ends_with('\n')) body.remove_suffix(1);
+  constexpr std::string_view prefix = "Messaging: ";
+  if (standin::captured != nullptr && standin::captured->empty() && body.starts_with(prefix)) {
+    *standin::captured = body.substr(prefix.size());
+  }
   std::string line = standin::journalPriority(level_) + utcTime() + " quorin[" +
                      std::to_string(::getpid()) + "] L" + std::to_string(level_) + ": ";
   if (file_ != nullptr) line += std::string(file_) + ":" + std::to_string(line_) + " ";

@@ -10,6 +10,7 @@
 #include "records/RecordKeys.h"
 #include "standin/Environment.h"
 #include "standin/Limits.h"
+#include "standin/LogCapture.h"
 #include "standin/OamService.h"
 #include "standin/Pauses.h"
 #include "standin/Replies.h"
@@ -30,6 +31,8 @@ Refusal missingCallback(const char* method) {
 
 std::string hexId(std::uint32_t id) { return "0x" + Zel::hexText(id); }
 
+std::string because(const LogCapture& log) { return log.text().empty() ? "" : ": " + log.text(); }
+
 /// Reads one key block of the record; throws a Refusal when it is none.
 boost::shared_ptr<Zel::RecordKeys> readKeys(std::uint32_t recordId, bool wildcardAllowed,
                                             Block& block) {
@@ -41,11 +44,12 @@ boost::shared_ptr<Zel::RecordKeys> readKeys(std::uint32_t recordId, bool wildcar
   }
   boost::shared_ptr<Zel::RecordKeys> keys = create->second(wildcardAllowed);
   Zel::SerialStream stream = Zel::blockReader(block);
+  const LogCapture log;
   keys->deserialize(stream);
   if (!keys->valid) {
     throw Refusal{Zel::MGMT_BAD_KEY_VALUE, std::string("a key block of ") + keys->recordName() +
                                                " (" + hexId(recordId) +
-                                               ") does not read as a valid key set"};
+                                               ") does not read as a valid key set" + because(log)};
   }
   return keys;
 }
@@ -65,11 +69,12 @@ boost::shared_ptr<Zel::Record> readRecord(Block& block) {
   }
   boost::shared_ptr<Zel::Record> record = create->second();
   stream.readPos = 0;
+  const LogCapture log;
   record->deserialize(stream);
   if (!record->valid) {
     throw Refusal{Zel::MGMT_BAD_VALUE, std::string("the record block of ") + record->recordName() +
                                            " (" + hexId(recordId) +
-                                           ") does not read as a valid record"};
+                                           ") does not read as a valid record" + because(log)};
   }
   return record;
 }

@@ -399,8 +399,8 @@ int OamService::wait() const {
 void OamService::idle(bool mayCall) {
   if (!advance_) return;
   Pauses& pauses = Pauses::instance();
-  const bool rest =
-      pauses.othersRest() && (mayCall || pauses.callbackRests()) && !hasPosted_ && !hasAutomatic_;
+  const bool callbackThreadRests = mayCall ? !hasAutomatic_ : pauses.callbackRests();
+  const bool rest = callbackThreadRests && pauses.othersRest() && !hasPosted_;
   const auto now = std::chrono::steady_clock::now();
   if (!rest && now < advance_->deadline) return;
   if (!rest) advance_->settled = false;

@@ -54,13 +54,14 @@ get {"recordId":"0x111e0001"} -> {"records":["111e0001000400000001"]})");
 set {"record":"111f00","opType":4,"applyAction":2} -> {"result":2,"resultText":"Bad-Value",
  "errorString":"~too short","applyAction":2}
 set {"record":"111f00040001","opType":4} -> {"result":2,"errorString":"~Test3-Action1"}
-set {"record":"111f0009000a00010021010003000403","opType":4} -> {"result":2}
+set {"record":"111f0009000a00010021010003000403","opType":4} -> {"result":2,
+ "errorString":"~ is greater than the max value "}
 set {"record":"123456780001","opType":4} -> {"result":14,"errorString":"~0x12345678"}
 notify {"record":"111f00","opType":4} -> {"result":2,"errorString":"~too short"}
 notify {"record":"123456780001","opType":4} -> {"result":14,"errorString":"~0x12345678"}
 get {"recordId":"0x111f0005","queryKeys":["000c000101000200000400000005"]} -> {"result":11}
 get {"recordId":"0x111f0006","queryKeys":["000c000100020400000200020000"]} -> {"result":11,
- "resultText":"Bad-Key-Value","errorString":"~a key block of Test3-Stats3","records":[]}
+ "resultText":"Bad-Key-Value","errorString":"~a key block of Test3-Stats3 (0x111f0006) does not read as a valid key set: ","records":[]}
 get {"recordId":"0x111f000b","queryKeys":["0000"]} -> {"result":11,"errorString":"~no key class"})");
   EXPECT_EQ(daemon->out(), outBefore);
   converse(R"(

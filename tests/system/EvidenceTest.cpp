@@ -1,0 +1,181 @@
+// What a client has in its hands beside requests: the journal, time, and faults of the API.
+#include "Harness.h"
+
+using namespace harness;
+
+namespace {
+
+class EvidenceTest : public SystemTest {
+ protected:
+  json::array entries(const std::string& filter = "{}") {
+    return client->result("journal", filter).at("entries").as_array();
+  }
+  /// Methods of the notifications that have come, in order.
+  std::string notifications(int count) {
+    std::string methods;
+    for (int i = 0; i < count; ++i) {
+      const std::string text = client->notification();
+      methods += text.substr(0, text.find(' ')) + ' ';
+    }
+    return methods;
+  }
+};
+
+const std::string stats5 = R"({"recordId":"0x111f000b"})";
+
+TEST_F(EvidenceTest, TheJournalHoldsWhatArrivedAndWhatTheApiDidByItself) {
+  start("--group 111f --no-clear");
+  client->send(
+      R"({"jsonrpc":"2.0","method":"notify","params":{"record":"08010014000103","opType":1}})");
+  converse(R"(
+get {"recordId":"0x111f0004"} -> {"result":0}
+get {"recordId":-1} -> {"code":-32602}
+clear {"recordId":5} -> {"result":22}
+status {} -> {"clock":"real","logLevel":2,"connection":1}
+no-such {} -> {"code":-32601})");
+  const json::array all = entries();
+  const char* const expected[] = {
+      R"({"seq":1,"connection":0,"method":"svcRegInd","params":null,"called":true,"reply":{"result":0}})",
+      R"({"seq":2,"connection":0,"method":"svcRegResult",
+          "params":{"kind":12,"result":0,"groups":["0x111f"]},"called":true})",
+      R"({"seq":3,"method":"svcRegResult","params":{"kind":14,"result":0,"groups":[]}})",
+      R"({"seq":4,"connection":1,"method":"notify","called":true,"reply":{"result":0}})",
+      R"({"seq":5,"id":1001,"method":"get","params":{"recordId":"0x111f0004"},
+          "reply":{"records":["111f0004000100"]}})",
+      R"({"seq":6,"id":1002,"params":{"recordId":-1},"called":false,"error":{"code":-32602}})",
+      R"({"seq":7,"method":"clear","called":false,"microseconds":0,"reply":{"result":22}})"};
+  ASSERT_EQ(all.size(), std::size(expected)) << all;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    EXPECT_TRUE(matches(all[i], json::parse(expected[i]))) << all[i];
+  }
+  EXPECT_FALSE(all[3].as_object().contains("id"));
+  EXPECT_EQ(entries(R"({"after":2,"limit":2})"), json::array({all[2], all[3]}));
+  EXPECT_EQ(entries(R"({"limit":1})"), json::array({all[6]}));
+  EXPECT_EQ(entries(R"({"method":"get","recordId":"0x111f0004"})"), json::array({all[4]}));
+  converse(R"(
+journal {"limit":1001} -> {"code":-32602}
+journal {"method":"status"} -> {"code":-32602}
+journalClear {} -> {"cleared":7}
+journal {} -> {"entries":[],"last":7,"dropped":0})");
+}
+
+TEST_F(EvidenceTest, TheJournalIsBoundedAndSaysWhatItLost) {
+  start("--group 111f --quiet");
+  client->result("get", R"({"recordId":"0x111f0007","batchSize":5000})");
+  const json::array large = entries(R"({"limit":1})");
+  EXPECT_EQ(large[0].at("cut"), true);
+  EXPECT_FALSE(large[0].at("reply").as_object().contains("records"));
+  EXPECT_TRUE(large[0].at("params").is_object());
+  // By number, then by bytes.
+  std::string requests;
+  for (int i = 0; i < 5000; ++i) requests += request(i, "clear", stats5) + "\n";
+  client->sendBytes(requests);
+  for (int i = 0; i < 5000; ++i) client->readLine();
+  EXPECT_TRUE(matches(client->result("journal", R"({"limit":1})"),
+                      json::parse(R"({"last":5004,"dropped":908})")));
+  const std::string padding(60'000, 'x');
+  for (int i = 0; i < 20; ++i) {
+    client->result("set",
+                   R"({"record":"111f0004000100","opType":4,"errorString":")" + padding + "\"}");
+  }
+  EXPECT_EQ(entries(R"({"limit":1000})").size(), 17U);  // a mebibyte
+}
+
+TEST_F(EvidenceTest, WhoSubscribesToRequestsSeesEachAheadOfItsReply) {
+  start("--group 111f", "KOR_OAM_AUTO=0");
+  EXPECT_TRUE(matches(client->result("subscribe", R"({"requests":true})"),
+                      json::parse(R"({"subscribed":true,"requests":true,"connection":1})")));
+  client->result("svcRegInd");
+  EXPECT_EQ(notifications(2), "svcRegInd request ");
+  client->result("subscribe");
+  connect()->result("initProvComplete");
+  client->result("svcRegInd");
+  EXPECT_EQ(notifications(1), "svcRegInd ");
+}
+
+TEST_F(EvidenceTest, TimePassesExactlyForWhoeverPauses) {
+  for (const std::string clock : {"manual", "real"}) {
+    const auto before = std::chrono::steady_clock::now();
+    const auto advance = [&](const std::string& seconds) {
+      return client->result("advanceTime", "{\"seconds\":" + seconds + "}");
+    };
+    start("--group 111f --set-ind", "KOR_OAM_CLOCK=" + clock);
+    // The last of eleven, and its outcome, are there with the reply.
+    EXPECT_EQ(advance("110").at("settled"), true);
+    EXPECT_EQ(entries(R"({"method":"setIndResult"})").size(), 11U);
+
+    start("--group 111f --event-sim 1 --sleep-time 3600", "KOR_OAM_CLOCK=" + clock);
+    const auto other = connect();
+    other->request(1, "get", stats5);
+    other->request(2, "get", stats5);
+    const auto pauses = [&] { return client->result("status").at("pauses").as_array().size(); };
+    ASSERT_TRUE(eventually([&] { return pauses() == 2; }));
+    EXPECT_EQ(advance("3500").at("settled"), true);
+    EXPECT_EQ(entries(R"({"method":"get"})").size(), 0U);
+    // The second sleep begins where the first has ended.
+    EXPECT_EQ(advance("3700").at("settled"), true);
+    for (const int id : {1, 2}) EXPECT_EQ(other->readObject().at("id"), id);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(20));
+  }
+}
+
+TEST_F(EvidenceTest, FaultsDoWhatTheySay) {
+  start("--group 111f");
+  converse(R"(
+faultAdd {} -> {"code":-32602}
+faultAdd {"method":"get"} -> {"code":-32602}
+faultAdd {"method":"status","drop":true} -> {"code":-32602}
+faultAdd {"method":"get","notification":"alarm","drop":true} -> {"code":-32602}
+faultAdd {"method":"get","drop":true,"disconnect":true} -> {"code":-32602}
+faultAdd {"method":"get","duplicate":true} -> {"code":-32602}
+faultAdd {"method":"get","errorString":"x","drop":true} -> {"code":-32602}
+faultAdd {"notification":"alarm","result":1} -> {"code":-32602}
+faultAdd {"method":"get","count":0,"drop":true} -> {"code":-32602}
+faultAdd {"method":"get","delayMilliseconds":3600001} -> {"code":-32602}
+faultAdd {"method":"get","recordId":"0x111f0004","result":-5,"errorString":"no","count":1} -> {"faultId":1}
+faultAdd {"method":"get","recordId":"0x111f0004","blocks":"truncate","count":1} -> {"faultId":2}
+faultAdd {"method":"get","blocks":"flip","count":1} -> {"faultId":3}
+get {"recordId":"0x111f0004"} -> {"result":-5,"errorString":"no","records":[]}
+get {"recordId":"0x111f0004"} -> {"result":0,"records":["111f00040001"]}
+get {"recordId":"0x111f0004"} -> {"result":0,"records":["111f00040001ff"]}
+get {"recordId":"0x111f0004"} -> {"result":0,"records":["111f0004000100"]}
+faultRemove {"faultId":9} -> {"removed":0}
+faultList {} -> {"faults":[{"faultId":1,"hits":1,"method":"get","recordId":"0x111f0004","count":1,
+ "result":-5,"errorString":"no"},{"faultId":2,"hits":1,"method":"get","recordId":"0x111f0004",
+ "count":1,"blocks":"truncate"},{"faultId":3,"hits":1,"method":"get","count":1,"blocks":"flip"}]}
+faultRemove {} -> {"removed":3}
+faultAdd {"method":"get","drop":true,"count":1} -> {"faultId":4}
+subscribe {} -> {"subscribed":true}
+faultAdd {"notification":"svcRegInd","duplicate":true,"count":1} -> {"faultId":5})");
+  client->request(1, "get", stats5);
+  client->request(2, "get", stats5);
+  EXPECT_EQ(client->readObject().at("id"), 2);
+  EXPECT_EQ(entries(R"({"limit":2})")[0].at("faultId"), 4);  // what it would have been is kept
+  client->result("svcRegInd");
+  client->result("status");
+  EXPECT_EQ(notifications(4), "svcRegInd svcRegInd svcRegSetUpdateInd svcRegEndInd ");
+}
+
+TEST_F(EvidenceTest, WhatIsHeldBackHoldsUpNobodyElseAndADisconnectIsAnEnd) {
+  start("--group 111f");
+  client->result("faultAdd", R"({"method":"get","delayMilliseconds":600,"count":1})");
+  const auto other = connect();
+  other->result("status");
+  const auto before = std::chrono::steady_clock::now();
+  const auto elapsed = [&] { return std::chrono::steady_clock::now() - before; };
+  other->send("[" + request(1, "get", stats5) + "," + request(2, "status") + "]");
+  other->request(3, "status");
+  ASSERT_TRUE(eventually([&] { return entries(R"({"method":"get"})").size() == 1; }));
+  client->result("get", stats5);
+  EXPECT_LT(elapsed(), std::chrono::milliseconds(500));
+  EXPECT_EQ(json::parse(other->readLine()).as_array().size(), 2U);
+  EXPECT_GE(elapsed(), std::chrono::milliseconds(600));
+  EXPECT_EQ(other->readObject().at("id"), 3);
+  client->result("faultAdd", R"({"method":"clear","disconnect":true})");
+  other->sendBytes(request(4, "status") + "\n" + request(5, "clear", stats5) + "\n" +
+                   request(6, "status") + "\n");
+  EXPECT_EQ(other->readObject().at("id"), 4);
+  EXPECT_EQ(other->readLine(), "");
+}
+
+}  // namespace
