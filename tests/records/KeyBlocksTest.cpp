@@ -14,36 +14,39 @@ const std::string tagError = "Key tag out of order";
 const std::string fieldError = "Field length doesn't match.";
 const std::string totalError = "Total keys length doesn't match with the acutal read.";
 
-// Records, + for markers, per group what a block that ends in it fails with (the tag, the field
-// length, which is the group of a value, or the total), and the groups.
+// Records, with markers or without, and the groups of a block, each with what a block that ends in
+// it fails at: a tag, the length of a field (which is the group of a value), or the total.
 constexpr const char* table =
-    R"(Test3-Stats2,Test3-Stats7,Test3-Stats8 - TTTFTSF 0010 0001 0004 01020304 0002 0004 f1f2f3f4
-Test3-Stats2,Test3-Stats7,Test3-Stats8 + TTTTFTSSF 0012 0001 00 0004 01020304 0002 00 0004 f1f2f3f4
-Test3-Stats2,Test3-Stats7,Test3-Stats8 + TTTTSSF 000c 0001 01 0002 00 0004 f1f2f3f4
-Test3-Stats2,Test3-Stats7,Test3-Stats8 + TTTTS 0006 0001 01 0002 ff
-Test3-Stats3 - TTTFTSF 000c 0001 0002 03ff 0002 0002 0009
-Test3-Stats3 + TTTTFTSSF 000e 0001 00 0002 0005 0002 00 0002 0002
-Test3-Stats3 + TTTTSSF 000a 0001 01 0002 00 0002 0009
-Test3-Stats9 - TTTFTTFTSF 0014 0001 0004 00000009 0002 0002 0102 0003 0002 0007
-Test3-Stats9 + TTTTFTTTFTSSF 0017 0001 00 0004 00000009 0002 00 0002 0102 0003 00 0002 0007
-Test3-Stats9 + TTTTFTTTFTS 0013 0001 00 0004 00000009 0002 00 0002 0102 0003 02)";
+    R"(Test3-Stats2,Test3-Stats7,Test3-Stats8 plain 0010/tag 0001/tag 0004/tag 01020304/field 0002/tag 0004/total f1f2f3f4/field
+Test3-Stats2,Test3-Stats7,Test3-Stats8 markers 0012/tag 0001/tag 00/tag 0004/tag 01020304/field 0002/tag 00/total 0004/total f1f2f3f4/field
+Test3-Stats2,Test3-Stats7,Test3-Stats8 markers 000c/tag 0001/tag 01/tag 0002/tag 00/total 0004/total f1f2f3f4/field
+Test3-Stats2,Test3-Stats7,Test3-Stats8 markers 0006/tag 0001/tag 01/tag 0002/tag ff/total
+Test3-Stats3 plain 000c/tag 0001/tag 0002/tag 03ff/field 0002/tag 0002/total 0009/field
+Test3-Stats3 markers 000e/tag 0001/tag 00/tag 0002/tag 0005/field 0002/tag 00/total 0002/total 0002/field
+Test3-Stats3 markers 000a/tag 0001/tag 01/tag 0002/tag 00/total 0002/total 0009/field
+Test3-Stats9 plain 0014/tag 0001/tag 0004/tag 00000009/field 0002/tag 0002/tag 0102/field 0003/tag 0002/total 0007/field
+Test3-Stats9 markers 0017/tag 0001/tag 00/tag 0004/tag 00000009/field 0002/tag 00/tag 0002/tag 0102/field 0003/tag 00/total 0002/total 0007/field
+Test3-Stats9 markers 0013/tag 0001/tag 00/tag 0004/tag 00000009/field 0002/tag 00/tag 0002/tag 0102/field 0003/tag 02/total)";
 
 struct KeyBlock {
-  explicit KeyBlock(const Texts& words) : markers(words[1] == "+") {
-    for (std::size_t i = 3; i < words.size(); ++i) {
-      hex[network] += words[i];
-      hex[little] += ordered(words[i], little);
-      failures.append(words[i].size() / 2, words[2].at(i - 3));
-      const bool isWildcard = words[i].size() == 2 && words[i] != "00";
-      if (failures.back() != 'F' && !isWildcard) continue;
+  explicit KeyBlock(const Texts& words) : markers(words[1] == "markers") {
+    for (std::size_t i = 2; i < words.size(); ++i) {
+      const std::size_t slash = words[i].find('/');
+      const std::string group = words[i].substr(0, slash), failure = words[i].substr(slash + 1);
+      hex[network] += group;
+      hex[little] += ordered(group, little);
+      failures.insert(failures.end(), group.size() / 2, failure);
+      const bool isWildcard = group.size() == 2 && group != "00";
+      if (failure != "field" && !isWildcard) continue;
       hasWildcard |= isWildcard;
-      values.push_back((isWildcard ? "*" : "") + words[i]);
+      values.push_back((isWildcard ? "*" : "") + group);
       ends.push_back(failures.size());
     }
   }
 
   bool markers, hasWildcard = false;
-  std::string hex[2], failures;
+  std::string hex[2];
+  Texts failures;
   /// Per key, and the offset behind its last byte.
   Texts values;
   std::vector<std::size_t> ends;
@@ -104,10 +107,10 @@ TEST_F(KeyBlocksTest, FailAtEveryShorterLength) {
         if (length < block.ends[i]) values[i] = "8";
       }
       set(expected, values);
-      const char failure = block.failures[length];
-      const std::string& error = failure == 'T'   ? tagError
-                                 : failure == 'F' ? fieldError
-                                                  : totalError;
+      const std::string& failure = block.failures[length];
+      const std::string& error = failure == "tag"     ? tagError
+                                 : failure == "field" ? fieldError
+                                                      : totalError;
       EXPECT_EQ(errorsOf(keys, block.hex[network], length), Texts{"Messaging: " + error});
       EXPECT_EQ(written(keys, network), written(expected, network));
 
