@@ -1,5 +1,6 @@
 #include "standin/JsonDocument.h"
 
+#include <algorithm>
 #include <array>
 #include <boost/json/basic_parser_impl.hpp>
 #include <charconv>
@@ -33,12 +34,14 @@ std::optional<std::int64_t> JsonValue::integer() const {
 
 namespace {
 
-/// Empties a list or text, and gives back the room of a large one.
+/// Values of the lines that most clients send.
+constexpr std::size_t few = 32;
+
+/// Whether a list or text is to give its room back.
 template <typename Elements>
-void forget(Elements& elements) {
+bool isLarge(const Elements& elements) {
   constexpr std::size_t many = 8192;
-  if (elements.capacity() > many) Elements().swap(elements);
-  elements.clear();
+  return elements.capacity() > many;
 }
 
 }  // namespace
@@ -97,12 +100,14 @@ class JsonDocument::Handler {
   std::vector<JsonValue>& values() { return document->values_; }
 
   bool add(const JsonValue& value) {
-    if (keep) values().push_back(value);
+    if (!keep) return true;
+    if (document->used_ == values().size()) values().resize(std::max(few, 2 * document->used_));
+    values()[document->used_++] = value;
     return true;
   }
 
   bool open(JsonValue::Kind kind) {
-    open_[depth_++] = values().size();
+    open_[depth_++] = document->used_;
     return add({.kind = kind, .text = {}});
   }
 
@@ -110,7 +115,7 @@ class JsonDocument::Handler {
     const std::size_t at = open_[--depth_];
     if (!keep) return true;
     values()[at].count = static_cast<std::uint32_t>(count);
-    values()[at].inside = static_cast<std::uint32_t>(values().size() - at - 1);
+    values()[at].inside = static_cast<std::uint32_t>(document->used_ - at - 1);
     return true;
   }
 
@@ -140,8 +145,10 @@ class JsonDocument::Handler {
 };
 
 JsonDocument::Outcome JsonDocument::parse(std::string_view text, unsigned int maxDepth, bool keep) {
-  forget(values_);
-  forget(unescaped_);
+  if (isLarge(values_)) std::vector<JsonValue>().swap(values_);
+  if (isLarge(unescaped_)) std::string().swap(unescaped_);
+  used_ = 0;
+  unescaped_.clear();
   json::parse_options options;
   options.max_depth = maxDepth;
   json::basic_parser<Handler> parser(options);

@@ -47,7 +47,8 @@ class JsonDocument {
  private:
   class Handler;
 
-  std::vector<JsonValue> values_;
+  std::vector<JsonValue> values_;  ///< the first `used_` of them
+  std::size_t used_ = 0;
   std::string unescaped_;  ///< texts that were written with escapes
   std::string reason_;
 };

@@ -1,7 +1,9 @@
 // Writing JSON texts.
 #pragma once
 
+#include <cassert>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -14,7 +16,8 @@ void appendQuoted(std::string& out, std::string_view text);
 /// Appends an integer in decimal.
 void appendNumber(std::string& out, std::int64_t number);
 
-/// Writes an object at the end of a text, member by member. Names need no escapes.
+/// Writes an object at the end of a text, member by member. Names need no escapes, and have at most
+/// 60 characters.
 class ObjectText {
  public:
   explicit ObjectText(std::string& out) : out_(out) { out_ += '{'; }
@@ -73,12 +76,20 @@ class ObjectText {
  private:
   /// Starts a member; its value follows.
   std::string& start(std::string_view name) {
-    if (!first_) out_ += ',';
+    // One append a member, which is most of what a short reply costs.
+    assert(name.size() <= maxNameBytes);
+    char text[maxNameBytes + 4];
+    char* end = text;
+    if (!first_) *end++ = ',';
     first_ = false;
-    out_ += '"';
-    out_ += name;
-    return out_ += "\":";
+    *end++ = '"';
+    end += name.copy(end, maxNameBytes);
+    *end++ = '"';
+    *end++ = ':';
+    return out_.append(text, end);
   }
+
+  static constexpr std::size_t maxNameBytes = 60;
 
   std::string& out_;
   bool first_ = true;
