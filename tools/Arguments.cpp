@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <charconv>
-#include <limits>
-#include <optional>
+#include <iomanip>
+#include <sstream>
+#include <string_view>
 
-#include "records/MgmtEnums.h"
 #include "tools/ExitStatus.h"
 
 namespace tools {
@@ -19,42 +19,18 @@ Assignment assignment(const std::string& word) {
   return {word.substr(0, equals), word.substr(equals + 1)};
 }
 
-std::string lowerCase(std::string text) {
-  for (char& character : text) {
-    if (character >= 'A' && character <= 'Z') character = static_cast<char>(character + 32);
-  }
-  return text;
-}
-
-std::optional<std::int64_t> parsedNumber(const std::string& text) {
-  std::int64_t number = 0;
-  const char* end = text.data() + text.size();
-  const auto [stopped, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || stopped != end) return std::nullopt;
-  return number;
-}
-
-/// A number, or one of the texts that `textOf` gives for `first` to `last`, whatever the case.
-std::int64_t numberOrText(const std::string& given, const char* what, std::int64_t min,
-                          std::uint32_t first, std::uint32_t last,
-                          const char* (*textOf)(std::uint32_t)) {
-  const auto number = parsedNumber(given);
-  if (number && *number >= min && *number <= 0xFFFFFFFF) return *number;
-  std::string names;
-  for (std::uint32_t value = first; value <= last; ++value) {
-    const std::string name = lowerCase(textOf(value));
-    if (name == lowerCase(given)) return value;
-    names += (names.empty() ? "" : ", ") + name;
-  }
-  throw UsageError{std::string(what) + " is a number or one of: " + names};
-}
-
 }  // namespace
 
-void expectWords(const Words& words, std::size_t min, std::size_t max, const char* synopsis) {
-  if (words.size() < min || words.size() > max) {
-    throw UsageError{std::string("usage: oamctl ") + synopsis};
-  }
+std::optional<std::int64_t> parsedNumber(const std::string& text) {
+  const bool negative = text.starts_with('-');
+  std::string_view digits = std::string_view(text).substr(negative ? 1 : 0);
+  const bool hex = digits.starts_with("0x") || digits.starts_with("0X");
+  if (hex) digits.remove_prefix(2);
+  std::int64_t number = 0;
+  const char* end = digits.data() + digits.size();
+  const auto [stopped, error] = std::from_chars(digits.data(), end, number, hex ? 16 : 10);
+  if (error != std::errc() || stopped != end || number < 0) return std::nullopt;
+  return negative ? -number : number;
 }
 
 std::vector<Assignment> assignments(const Words& words, std::size_t first) {
@@ -92,35 +68,16 @@ std::int64_t number(const std::string& word, const char* what, std::int64_t max)
   return *parsed;
 }
 
-double seconds(const std::string& word, const char* what) {
-  constexpr double aYear = 365 * 86400.0;
+double seconds(const std::string& word, const char* what, double max) {
   double parsed = -1;
   const char* end = word.data() + word.size();
   const auto [stopped, error] = std::from_chars(word.data(), end, parsed);
-  if (error != std::errc() || stopped != end || !(parsed >= 0 && parsed <= aYear)) {
-    throw UsageError{std::string(what) + " is a number of seconds"};
+  if (error != std::errc() || stopped != end || !(parsed >= 0 && parsed <= max)) {
+    std::ostringstream limit;
+    limit << std::setprecision(10) << max;
+    throw UsageError{std::string(what) + " is a number of seconds from 0 to " + limit.str()};
   }
   return parsed;
-}
-
-std::int64_t opTypeNamed(const std::string& word) {
-  return numberOrText(
-      word, "--op", 0, Zel::MGMT_OPTYPE_INSERT, Zel::MGMT_OPTYPE_ACTION,
-      [](std::uint32_t value) { return Zel::mgmtOpTypeText(static_cast<Zel::MgmtOpType>(value)); });
-}
-
-std::int64_t applyActionNamed(const std::string& word) {
-  return numberOrText(word, "--apply-action", 0, 0, Zel::APPLY_REBOOT_REQUIRED,
-                      [](std::uint32_t value) {
-                        return Zel::applyActionText(static_cast<Zel::ApplyActionType>(value));
-                      });
-}
-
-std::int64_t managementResultNamed(const std::string& word) {
-  constexpr std::uint32_t last = 33;
-  return numberOrText(
-      word, "RESULT", std::numeric_limits<std::int32_t>::min(), 0, last,
-      [](std::uint32_t value) { return Zel::mgmtResultText(static_cast<Zel::MgmtResult>(value)); });
 }
 
 }  // namespace tools

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,8 +14,6 @@ using Words = std::vector<std::string>;
 
 /// All of these throw a UsageError that says what was expected.
 
-void expectWords(const Words& words, std::size_t min, std::size_t max, const char* synopsis);
-
 /// The words from `first` on, each of the form name=value.
 std::vector<Assignment> assignments(const Words& words, std::size_t first);
 
@@ -25,12 +24,10 @@ bool hasWildcard(const std::vector<std::vector<Assignment>>& sets);
 /// A number from 0 to `max`, `what` in messages.
 std::int64_t number(const std::string& word, const char* what, std::int64_t max);
 
-/// A time from 0 to a year.
-double seconds(const std::string& word, const char* what);
+constexpr double aYear = 365 * 86400.0;
+double seconds(const std::string& word, const char* what, double max = aYear);
 
-/// By number or by text, whatever the case.
-std::int64_t opTypeNamed(const std::string& word);
-std::int64_t applyActionNamed(const std::string& word);
-std::int64_t managementResultNamed(const std::string& word);
+/// Decimal, or in hexadecimal after 0x; nothing for anything else.
+std::optional<std::int64_t> parsedNumber(const std::string& text);
 
 }  // namespace tools

@@ -1,12 +1,10 @@
 // oamctl set, notify, clear and init-prov-complete.
-#include <iostream>
-
 #include "records/MgmtEnums.h"
-#include "tools/Arguments.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
 #include "tools/Members.h"
-#include "tools/Output.h"
+#include "tools/Messages.h"
+#include "tools/Names.h"
 #include "tools/Replies.h"
 
 namespace json = boost::json;
@@ -28,9 +26,8 @@ json::object changeParameters(const Invocation& invocation, const RecordType& ty
 
 /// Waits for the deferred response to a transaction; a Failure when none comes.
 json::object deferredResponse(Client& client, std::int64_t transactionId, double seconds) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::duration_cast<Client::Duration>(
-                                                          std::chrono::duration<double>(seconds));
-  while (auto message = client.nextNotification(end - std::chrono::steady_clock::now())) {
+  const Deadline end = std::chrono::steady_clock::now() + durationOf(seconds);
+  while (auto message = client.nextNotification(end)) {
     if (textMember(*message, "method") != "deferredSetRsp") continue;
     const json::object& response = objectMember(*message, "params");
     if (integerMember(response, "transactionId") == transactionId) return response;
@@ -41,59 +38,58 @@ json::object deferredResponse(Client& client, std::int64_t transactionId, double
 
 }  // namespace
 
-int set(const Invocation& invocation) {
-  expectWords(invocation.words, 1, SIZE_MAX, "set RECORD FIELDS... [options]");
-  const RecordType& type = recordTypeNamed(invocation.words.front());
+int set(const Invocation& invocation, Answer& answer) {
+  const RecordType type = anyRecordType(invocation.words.front());
   json::object parameters = changeParameters(invocation, type);
   std::int64_t transactionId = 0;
   if (invocation.has("transaction")) {
     transactionId = invocation.number("transaction", 0xFFFF);
     parameters["transactionId"] = transactionId;
   }
-  Client client = invocation.connect();
   const bool waits = invocation.has("wait-deferred");
   const double wait = waits ? invocation.seconds("wait-deferred") : 0;
+  Client& client = invocation.client();
   if (waits) client.call("subscribe", {});
-  json::object reply = client.call("set", parameters);
+  const json::object reply = client.call("set", parameters);
   std::int64_t result = integerMember(reply, "result");
   const std::string summary =
       title(type) + ": " + resultText(reply) + ", apply action " + applyActionOf(reply);
-  if (!invocation.json) {
-    std::cout << summary << std::endl;
-    printErrorString(reply);
-  }
-  if (waits && result == Zel::MGMT_RESPONSE_DEFERRED) {
-    const json::object response = deferredResponse(client, transactionId, wait);
-    result = integerMember(response, "result");
-    reply["deferredSetRsp"] = response;
-    if (!invocation.json) {
-      std::cout << "deferred response to transaction " << transactionId << ": "
-                << resultText(response) << ", apply action " << applyActionOf(response) << '\n';
-      printErrorString(response);
-    }
-  }
-  if (invocation.json) printJson(reply);
+  aboutRecord(answer, type);
+  merge(answer, decoded(reply));
+  answer.line(summary);
+  answer.errorString(reply);
+  explainRefusal(invocation, type, reply, answer);
+  if (!waits || result != Zel::MGMT_RESPONSE_DEFERRED) return exitStatusOf(result);
+
+  if (!invocation.json) print(std::exchange(answer.text, {}));
+  const json::object response = deferredResponse(client, transactionId, wait);
+  result = integerMember(response, "result");
+  answer.line("deferred response to transaction " + std::to_string(transactionId) + ": " +
+              resultText(response) + ", apply action " + applyActionOf(response));
+  answer.errorString(response);
+  answer.json["deferredSetRsp"] = decoded(response);
   return exitStatusOf(result);
 }
 
-int notify(const Invocation& invocation) {
-  expectWords(invocation.words, 1, SIZE_MAX, "notify RECORD FIELDS... [options]");
-  const RecordType& type = recordTypeNamed(invocation.words.front());
+int notify(const Invocation& invocation, Answer& answer) {
+  const RecordType type = anyRecordType(invocation.words.front());
   const json::object parameters = changeParameters(invocation, type);
-  return printResult(invocation, title(type), invocation.connect().call("notify", parameters));
+  aboutRecord(answer, type);
+  return answerResult(answer, title(type), invocation.client().call("notify", parameters));
 }
 
-int clear(const Invocation& invocation) {
-  expectWords(invocation.words, 1, 1, "clear RECORD");
-  const RecordType& type = recordTypeNamed(invocation.words.front());
-  return printResult(invocation, title(type),
-                     invocation.connect().call("clear", {{"recordId", hexId(type.id)}}));
+int clear(const Invocation& invocation, Answer& answer) {
+  const RecordType type = anyRecordType(invocation.words.front());
+  aboutRecord(answer, type);
+  const json::object reply = invocation.client().call("clear", {{"recordId", hexId(type.id)}});
+  const int status = answerResult(answer, title(type), reply);
+  explainRefusal(invocation, type, reply, answer);
+  return status;
 }
 
-int initProvComplete(const Invocation& invocation) {
-  expectWords(invocation.words, 0, 0, "init-prov-complete");
-  return printResult(invocation, "initial provisioning complete",
-                     invocation.connect().call("initProvComplete", {}));
+int initProvComplete(const Invocation& invocation, Answer& answer) {
+  return answerResult(answer, "initial provisioning complete",
+                      invocation.client().call("initProvComplete", {}));
 }
 
 }  // namespace tools

@@ -1,84 +1,131 @@
 #include "tools/Commands.h"
 
-#include <cstdlib>
-
-#include "tools/Arguments.h"
-#include "tools/ExitStatus.h"
-
 namespace tools {
+namespace {
 
-std::int64_t Invocation::number(const char* option, std::int64_t max) const {
-  return tools::number(text(option), (std::string("--") + option).c_str(), max);
-}
+constexpr Option batchSize{"batch-size", "N", "records or keys in a reply"},
+    wildcard{"wildcard", "", "key blocks with wildcard markers, also where no key is name=*"},
+    record{"record", "RECORD", "only those about this record"},
+    op{"op", "OP", "insert, update, delete, set (the default) or action"},
+    applyAction{"apply-action", "A", "the framework's apply action, by name or number"},
+    regDownload{"reg-download", "", "set the registration-download flag"};
 
-double Invocation::seconds(const char* option) const {
-  return tools::seconds(text(option), (std::string("--") + option).c_str());
-}
+}  // namespace
 
-Client Invocation::connect() const {
-  std::string path = "/run/quorin/oam.sock";
-  if (const char* fromEnvironment = std::getenv("KOR_OAM_SOCKET")) path = fromEnvironment;
-  if (has("socket")) path = text("socket");
-  if (path.empty()) throw UsageError{"the path of the socket is empty"};
-  const std::chrono::duration<double> timeout(seconds("timeout"));
-  return Client(path, std::chrono::duration_cast<Client::Duration>(timeout));
+const std::vector<Option>& commonOptions() {
+  static const std::vector<Option> options = {
+      {"socket", "PATH",
+       "socket of the daemon; default: KOR_OAM_SOCKET, else /run/quorin/oam.sock"},
+      {"timeout", "S", "seconds to wait for a reply; default: 5"},
+      {"json", "", "print one JSON text and nothing else"},
+      {"verbose", "", "show the messages both ways on standard error"},
+      {"help", "", "print this, or with a command its help; -h does the same"},
+      {"version", "", "print the version"},
+  };
+  return options;
 }
 
 const std::vector<Command>& commands() {
   static const std::vector<Command> all = {
-      {"status", "status", "how the daemon is doing", {}, status},
+      {"status", "", "how the daemon is doing", {}, status},
+      {"wait", "", "wait until a daemon is ready, --timeout at the longest", {}, waitForDaemon},
       {"records",
-       "records [RECORD] [--markdown]",
+       "[RECORD]",
        "the catalogue, or the fields of one record",
-       {"markdown"},
+       {{"markdown", "", "the catalogue as a page of documentation"}},
        records},
       {"get",
-       "get RECORD [KEYS...] [--batch-size N] [--clear-on-read] [--wildcard]",
+       "RECORD [KEYS...]",
        "read a record; a key name that comes again begins the next key set",
-       {"batch-size", "clear-on-read", "wildcard"},
+       {batchSize, {"clear-on-read", "", "reset the counters that are read"}, wildcard},
        get},
       {"get-keys",
-       "get-keys RECORD [KEYS...] [--batch-size N] [--all] [--wildcard]",
-       "list key sets; --all walks through every page",
-       {"batch-size", "all", "wildcard"},
+       "RECORD [KEYS...]",
+       "list the key sets of a record",
+       {batchSize,
+        {"all", "", "walk through every page"},
+        {"after", "KEYS", "go on after this key set: key1=3,key2=5"},
+        {"keep-going", "", "with --all, also after a page with another result than Success"},
+        wildcard},
        getKeys},
       {"set",
-       "set RECORD FIELDS... [--op OP] [--transaction N] [--apply-action A] [--reg-download]\n"
-       "      [--wait-deferred S]",
+       "RECORD [FIELDS...]",
        "change a record, or run an action; fields that are left out are zero",
-       {"op", "transaction", "apply-action", "reg-download", "wait-deferred"},
+       {op,
+        {"transaction", "N", "id of the set transaction"},
+        applyAction,
+        regDownload,
+        {"wait-deferred", "S", "after Response deferred, wait S seconds for the response"}},
        set},
       {"notify",
-       "notify RECORD FIELDS... [--op OP] [--apply-action A] [--reg-download]",
+       "RECORD [FIELDS...]",
        "tell the daemon that a record has changed",
-       {"op", "apply-action", "reg-download"},
+       {op, applyAction, regDownload},
        notify},
-      {"clear", "clear RECORD", "reset what a record counts", {}, clear},
+      {"clear", "RECORD", "reset what a record counts", {}, clear},
       {"init-prov-complete",
-       "init-prov-complete",
-       "tell the daemon that the initial provisioning is through",
+       "",
+       "tell the daemon that the initial provisioning is complete",
        {},
        initProvComplete},
-      {"svc-reg",
-       "svc-reg [result KIND RESULT GROUPS...]",
-       "ask for the service registration, or report an outcome of it",
+      {"svc-reg", "", "ask the daemon for its service registration", {}, svcReg},
+      {"svc-reg result",
+       "KIND RESULT [GROUPS...]",
+       "report an outcome of the service registration",
        {},
-       svcReg},
-      {"set-ind-result",
-       "set-ind-result ID RESULT",
-       "report the outcome of a set indication",
-       {},
-       setIndResult},
+       svcRegResult},
+      {"set-ind-result", "ID RESULT", "report the outcome of a set indication", {}, setIndResult},
       {"monitor",
-       "monitor [--count N] [--for S]",
+       "",
        "print events, alarms, set indications and the rest as they come",
-       {"count", "for"},
+       {{"count", "N", "end after N of them"},
+        {"for", "S", "end after S seconds; with --count or --until, give up"},
+        {"until", "METHOD", "end after the first of this method"},
+        {"requests", "", "also print what the daemon is asked, and what it replies"}},
        monitor},
+      {"journal",
+       "",
+       "print what has arrived: every request, and its reply",
+       {{"after", "N", "only entries with a greater number, the oldest first"},
+        {"limit", "N", "at most N entries, 1 to 1000; default: 100"},
+        {"method", "METHOD", "only requests of this method"},
+        record,
+        {"clear", "", "empty the journal instead"}},
+       journal},
+      {"advance", "SECONDS", "let time pass for the pauses of the daemon", {}, advance},
+      {"fault add",
+       "METHOD",
+       "have the platform fail from now on; METHOD is a request or a notification",
+       {{"notification", "", "METHOD is a notification, where it could be both"},
+        record,
+        {"count", "N", "so many times; default: until it is removed"},
+        {"delay", "S", "hold back what is sent for S seconds"},
+        {"result", "RESULT", "answer with this result, without asking the daemon"},
+        {"error-string", "TEXT", "the error string beside --result"},
+        {"drop", "", "send nothing"},
+        {"disconnect", "", "end the connection instead"},
+        {"duplicate", "", "send a notification twice"},
+        {"blocks", "HOW", "truncate or flip: each block loses its last byte, or has it inverted"}},
+       faultAdd},
+      {"fault list", "", "show the faults, and how often each was hit", {}, faultList},
+      {"fault remove", "[ID]", "remove one fault, or all", {}, faultRemove},
+      {"encode",
+       "RECORD [FIELDS...]",
+       "the block of a record; needs no daemon",
+       {{"keys", "", "the block of a key set instead"}, wildcard},
+       encode},
       {"decode",
-       "decode BLOCK [RECORD] [--wildcard]",
+       "BLOCK [RECORD]",
        "what a block says, or a key block of RECORD; needs no daemon",
-       {"wildcard"},
+       {wildcard},
        decode},
+      {"call", "METHOD [JSON]", "send any request, as it is, and print the reply", {}, call},
+      {"batch",
+       "",
+       "run commands from standard input, one a line, on one connection",
+       {{"keep-going", "", "also after a command that fails"}},
+       batch},
+      {"help", "[COMMAND...]", "print the help of a command", {}, help},
   };
   return all;
 }

@@ -1,6 +1,7 @@
 // How oamctl ends: its exit statuses, and what is thrown to end it early.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace tools {
@@ -13,12 +14,14 @@ enum ExitStatus : int {
   exitNoDaemon = 3,
   exitTimedOut = 4,
   exitNonsense = 5,
+  exitNoOutput = 6,
 };
 
-/// Ends the program with a message on standard error.
+/// Ends a command with a message on standard error.
 struct Failure {
   int exitStatus;
   std::string message;
+  std::int64_t code = 0;  ///< of the error with which the daemon's side refused a request
 };
 
 /// What the user typed is wrong; exit status 2.

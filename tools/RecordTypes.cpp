@@ -8,8 +8,10 @@
 
 #include "catalogue/Catalogue.h"
 #include "records/Block.h"
+#include "tools/Arguments.h"
 #include "tools/ExitStatus.h"
 #include "tools/LogCapture.h"
+#include "tools/Names.h"
 
 namespace tools {
 namespace {
@@ -143,6 +145,14 @@ void assign(const Assignment& assignment, Zel::Key<T>& key) {
 }
 
 template <class Owner>
+[[noreturn]] void refuseName(const std::string& name, const std::string& what) {
+  std::vector<std::string> names;
+  for (const FieldType& field : fieldTypes<Owner>()) names.push_back(field.name);
+  throw UsageError{name + " is not a " + what + suggestion(name, names) + "; it has " +
+                   listed(names)};
+}
+
+template <class Owner>
 void assignAll(Owner& owner, const char* what, const std::vector<Assignment>& assignments,
                std::vector<std::string>* missing) {
   for (auto given = assignments.begin(); given != assignments.end(); ++given) {
@@ -157,7 +167,7 @@ void assignAll(Owner& owner, const char* what, const std::vector<Assignment>& as
       assign<typename F::WireType>(assignment, F::of(owner));
       return false;
     });
-    if (unknown) throw UsageError{assignment.name + " is no " + what};
+    if (unknown) refuseName<Owner>(assignment.name, what);
   }
   if (missing == nullptr) return;
   Zel::fields::every<Owner>([&]<std::size_t I>() {
@@ -200,7 +210,7 @@ void describeKeys(RecordType& type) {
     std::vector<std::string> missing;
     assignAll(keys, (std::string("key of ") + R::name()).c_str(), assignments, &missing);
     if (!missing.empty()) {
-      throw UsageError{"a key set of " + std::string(R::name()) + " needs " + missing.front()};
+      throw UsageError{"a key set of " + std::string(R::name()) + " needs " + listed(missing)};
     }
     return Zel::blockText([&](Zel::SerialStream& stream) { keys.serialize(stream); }).value();
   };
@@ -331,18 +341,47 @@ const RecordType* findRecordType(std::uint32_t id) {
   return found == types.end() ? nullptr : &*found;
 }
 
+namespace {
+
+std::optional<std::uint32_t> recordIdIn(const std::string& word) {
+  const auto number = parsedNumber(word);
+  if (!number || *number < 0 || *number > 0xFFFFFFFF) return std::nullopt;
+  return static_cast<std::uint32_t>(*number);
+}
+
+[[noreturn]] void refuseRecord(const std::string& word) {
+  std::vector<std::string> names;
+  for (const RecordType& type : recordTypes()) names.push_back(type.name);
+  throw UsageError{"there is no record " + word + suggestion(word, names) +
+                   "; 'oamctl records' lists them"};
+}
+
+}  // namespace
+
 const RecordType& recordTypeNamed(const std::string& nameOrId) {
   for (const RecordType& type : recordTypes()) {
     if (boost::algorithm::iequals(type.name, nameOrId)) return type;
   }
-  const Assignment asNumber{"RECORD", nameOrId};
-  try {
-    const auto id = parseNumber<std::uint32_t>(asNumber, 0, 0xFFFFFFFF);
-    if (const RecordType* type = findRecordType(id)) return *type;
-  } catch (const UsageError&) {
-    // Neither a name nor a number: said below.
+  if (const auto id = recordIdIn(nameOrId)) {
+    if (const RecordType* type = findRecordType(*id)) return *type;
   }
-  throw UsageError{"there is no record " + nameOrId + "; 'oamctl records' lists them"};
+  refuseRecord(nameOrId);
+}
+
+RecordType anyRecordType(const std::string& nameOrId) {
+  const auto id = recordIdIn(nameOrId);
+  if (!id || findRecordType(*id) != nullptr) return recordTypeNamed(nameOrId);
+  RecordType type;
+  type.id = *id;
+  type.encode = [id](const std::vector<Assignment>& assignments) {
+    if (!assignments.empty()) {
+      throw UsageError{"the catalogue does not have " + hexId(*id) +
+                       ", so its fields are unknown; 'oamctl call' sends any block"};
+    }
+    return Zel::blockText([&](Zel::SerialStream& stream) { stream << *id << std::uint16_t{0}; })
+        .value();
+  };
+  return type;
 }
 
 std::string hexId(std::uint32_t id) { return "0x" + Zel::hexText(id); }

@@ -69,6 +69,9 @@ const std::vector<RecordType>& recordTypes();
 const RecordType* findRecordType(std::uint32_t id);
 /// By name, whatever the case, or by id, decimal or in hexadecimal with 0x. Throws UsageError.
 const RecordType& recordTypeNamed(const std::string& nameOrId);
+/// The same; an id that the catalogue does not have gives a type without a name, fields and keys,
+/// which makes an empty record block: whether the record exists is the daemon's to say.
+RecordType anyRecordType(const std::string& nameOrId);
 
 /// A notification class. Events, alarms and record-update events have number spaces of their own.
 struct NotificationType {

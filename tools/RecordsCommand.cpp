@@ -117,8 +117,8 @@ void printMarkdown() {
 
 }  // namespace
 
-int records(const Invocation& invocation) {
-  expectWords(invocation.words, 0, 1, "records [RECORD]");
+int records(const Invocation& invocation, Answer& answer) {
+  answer.json.clear();
   if (invocation.has("markdown") && !invocation.words.empty()) {
     throw UsageError{"--markdown is for the whole catalogue"};
   }

@@ -2,15 +2,15 @@
 #include <boost/json/array.hpp>
 #include <sstream>
 
-#include "tools/Arguments.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
+#include "tools/Members.h"
+#include "tools/Names.h"
 #include "tools/Replies.h"
 
 namespace json = boost::json;
 
 namespace tools {
-
 namespace {
 
 /// Groups as the daemon's own option takes them: in hexadecimal, with ':' between.
@@ -28,28 +28,35 @@ json::array groupsOf(const Words& words, std::size_t first) {
 
 }  // namespace
 
-int svcReg(const Invocation& invocation) {
-  const Words& words = invocation.words;
-  if (words.empty()) {
-    return printResult(invocation, "service registration asked for",
-                       invocation.connect().call("svcRegInd", {}));
-  }
-  if (words.front() != "result" || words.size() < 3) {
-    throw UsageError{"usage: oamctl svc-reg [result KIND RESULT GROUPS...]"};
-  }
-  const json::object parameters{{"kind", number(words[1], "KIND", 0xFFFFFFFF)},
-                                {"result", managementResultNamed(words[2])},
-                                {"groups", groupsOf(words, 3)}};
-  return printResult(invocation, "service registration outcome reported",
-                     invocation.connect().call("svcRegResult", parameters));
+int svcReg(const Invocation& invocation, Answer& answer) {
+  return answerResult(answer, "service registration asked for",
+                      invocation.client().call("svcRegInd", {}));
 }
 
-int setIndResult(const Invocation& invocation) {
-  expectWords(invocation.words, 2, 2, "set-ind-result ID RESULT");
+int svcRegResult(const Invocation& invocation, Answer& answer) {
+  const Words& words = invocation.words;
+  const json::object parameters{{"kind", number(words[0], "KIND", 0xFFFFFFFF)},
+                                {"result", managementResultNamed(words[1])},
+                                {"groups", groupsOf(words, 2)}};
+  return answerResult(answer, "service registration outcome reported",
+                      invocation.client().call("svcRegResult", parameters));
+}
+
+int setIndResult(const Invocation& invocation, Answer& answer) {
   const json::object parameters{{"setIndId", number(invocation.words[0], "ID", 0xFFFFFFFF)},
                                 {"result", managementResultNamed(invocation.words[1])}};
-  return printResult(invocation, "outcome of set indication " + invocation.words[0],
-                     invocation.connect().call("setIndResult", parameters));
+  Client& client = invocation.client();
+  try {
+    return answerResult(answer, "outcome of set indication " + invocation.words[0],
+                        client.call("setIndResult", parameters));
+  } catch (Failure& failure) {
+    if (failure.code != 0 && boolMember(client.call("status", {}), "auto")) {
+      failure.message +=
+          "; this daemon's set indications are answered at once, by themselves: "
+          "KOR_OAM_AUTO=0 leaves them to you";
+    }
+    throw;
+  }
 }
 
 }  // namespace tools

@@ -1,18 +1,21 @@
 #include "tools/Replies.h"
 
-#include <iostream>
+#include <algorithm>
 
 #include "records/Hex.h"
 #include "records/MgmtEnums.h"
 #include "tools/ExitStatus.h"
 #include "tools/Members.h"
-#include "tools/Output.h"
+#include "tools/Messages.h"
+#include "tools/Names.h"
 
 namespace json = boost::json;
 
 namespace tools {
 
-std::string title(const RecordType& type) { return type.name + " (" + hexId(type.id) + ")"; }
+std::string title(const RecordType& type) {
+  return type.name.empty() ? hexId(type.id) : type.name + " (" + hexId(type.id) + ")";
+}
 
 int exitStatusOf(std::int64_t result) { return result == 0 ? exitSuccess : exitOtherResult; }
 
@@ -22,54 +25,56 @@ std::string resultText(const json::object& reply) {
   return result == 0 ? text : text + " (" + std::to_string(result) + ")";
 }
 
-void printErrorString(const json::object& reply) {
-  const std::string errorString = textMember(reply, "errorString");
-  if (!errorString.empty()) std::cout << "  error string: " << errorString << '\n';
-}
-
-Bytes bytesOf(const json::value& block) {
-  if (!block.is_string()) nonsense("a block is no string");
-  auto bytes = Zel::fromHex(block.get_string());
-  if (!bytes) nonsense("a block is no hexadecimal text");
-  return std::move(*bytes);
-}
-
-std::vector<Decoded> decodeAll(const json::array& blocks,
-                               const std::function<Decoded(Bytes)>& decode) {
-  std::vector<Decoded> decoded;
-  for (const json::value& block : blocks) {
-    decoded.push_back(decode(bytesOf(block)));
-    if (!decoded.back().valid) nonsense("a block does not read: " + decoded.back().problem);
-  }
-  return decoded;
-}
-
 std::string applyActionOf(const json::object& reply) {
-  return Zel::applyActionText(
-      static_cast<Zel::ApplyActionType>(integerMember(reply, "applyAction")));
+  const std::int64_t action = integerMember(reply, "applyAction");
+  if (action < 0 || action > 0xFFFFFFFF) nonsense("applyAction is out of range");
+  return namedText("applyAction", action);
 }
 
 std::string joined(const json::array& values) {
   std::string text;
   for (const json::value& value : values) {
-    if (!value.is_string()) nonsense("a group is no string");
+    if (!value.is_string()) nonsense("a group is not a string");
     if (!text.empty()) text += ' ';
     text += value.get_string();
   }
   return text.empty() ? "none" : text;
 }
 
-int printResult(const Invocation& invocation, const std::string& what, const json::object& reply) {
-  // Before anything is printed: a reply that makes no sense prints nothing.
+void aboutRecord(Answer& answer, const RecordType& type) {
+  if (!type.name.empty()) answer.json["record"] = type.name;
+  answer.json["recordId"] = hexId(type.id);
+}
+
+void merge(Answer& answer, const json::object& members) {
+  for (const auto& [name, value] : members) answer.json[name] = value;
+}
+
+int answerResult(Answer& answer, const std::string& what, const json::object& reply) {
   const std::string summary = what + ": " + resultText(reply);
   const int status = exitStatusOf(integerMember(reply, "result"));
-  if (invocation.json) {
-    printJson(reply);
-  } else {
-    std::cout << summary << '\n';
-    if (reply.contains("errorString")) printErrorString(reply);
-  }
+  merge(answer, decoded(reply));
+  answer.line(summary);
+  if (reply.contains("errorString")) answer.errorString(reply);
   return status;
+}
+
+void explainRefusal(const Invocation& invocation, const RecordType& type, const json::object& reply,
+                    Answer& answer) try {
+  if (integerMember(reply, "result") != Zel::MGMT_INVALID_RECORD_ID) return;
+  const json::object status = invocation.client().call("status", {});
+  const json::array& groups = arrayMember(objectMember(status, "serviceRegistration"), "groups");
+  const std::string group = "0x" + Zel::hexText(type.id >> 16);
+  const auto isIt = [&](const json::value& one) {
+    return one.is_string() && parsedNumber(std::string(one.get_string())) == type.id >> 16;
+  };
+  if (std::any_of(groups.begin(), groups.end(), isIt)) return;
+  const std::string hint = "the group " + group + " of this record is not registered, only " +
+                           joined(groups) + "; the daemon's option --group has it registered";
+  answer.json["hint"] = hint;
+  say(hint);
+} catch (const Failure&) {
+  // The reply itself has come.
 }
 
 }  // namespace tools

@@ -1,18 +1,17 @@
-// What the replies of the daemon say, for people.
+// Replies of the daemon: their result, for people and as an exit status.
 #pragma once
 
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 #include <cstdint>
-#include <functional>
 #include <string>
-#include <vector>
 
 #include "tools/Commands.h"
 #include "tools/RecordTypes.h"
 
 namespace tools {
 
+/// "Test3-Stats5 (0x111f000b)", or the id alone.
 std::string title(const RecordType& type);
 
 int exitStatusOf(std::int64_t result);
@@ -23,15 +22,18 @@ std::string applyActionOf(const boost::json::object& reply);
 /// The texts of a list, with blanks between them; "none" for an empty list.
 std::string joined(const boost::json::array& values);
 
-void printErrorString(const boost::json::object& reply);
+/// Names the record in the answer.
+void aboutRecord(Answer& answer, const RecordType& type);
+/// Adds the members of a reply to the answer, where they stand beside what is there.
+void merge(Answer& answer, const boost::json::object& members);
 
-/// Prints a reply that holds a result and perhaps an error string; returns the exit status.
-int printResult(const Invocation& invocation, const std::string& what,
-                const boost::json::object& reply);
+/// Fills the answer with a reply that holds a result and perhaps an error string; returns the exit
+/// status.
+int answerResult(Answer& answer, const std::string& what, const boost::json::object& reply);
 
-/// The bytes of a block; a block that is none, or does not read, is a Failure.
-Bytes bytesOf(const boost::json::value& block);
-std::vector<Decoded> decodeAll(const boost::json::array& blocks,
-                               const std::function<Decoded(Bytes)>& decode);
+/// Says why the daemon does not know the record, if that is the result and the reason can be
+/// found out.
+void explainRefusal(const Invocation& invocation, const RecordType& type,
+                    const boost::json::object& reply, Answer& answer);
 
 }  // namespace tools

@@ -14,7 +14,7 @@
 
 #include "tests/fuzz/Input.h"
 #include "tests/harness/PrivateFolder.h"
-#include "tools/Commands.h"
+#include "tools/CommandLine.h"
 #include "tools/ExitStatus.h"
 
 namespace asio = boost::asio;
@@ -75,37 +75,12 @@ constexpr const char* commandLines[] = {
     "svc-reg",
     "svc-reg result 12 0 0x111d",
     "set-ind-result 1 0",
-    "monitor --count=2",
-};
-
-struct CommandLine {
-  CommandLine(const char* line, bool json, const std::string& socket) {
-    std::istringstream text(line);
-    std::string name;
-    text >> name;
-    for (const tools::Command& one : tools::commands()) {
-      if (name == one.name) command = &one;
-    }
-    const auto setOption = [&](const std::string& option, const std::string& value) {
-      invocation.options.emplace(option, boost::program_options::variable_value(value, false));
-    };
-    for (std::string word; text >> word;) {
-      const std::size_t equals = word.find('=');
-      if (!word.starts_with("--")) {
-        invocation.words.push_back(word);
-      } else if (equals != std::string::npos) {
-        setOption(word.substr(2, equals - 2), word.substr(equals + 1));
-      } else {
-        setOption(word.substr(2), "");
-      }
-    }
-    setOption("socket", socket);
-    setOption("timeout", "5");
-    invocation.json = json;
-  }
-
-  const tools::Command* command = nullptr;
-  tools::Invocation invocation;
+    "monitor --requests --count=2",
+    "journal",
+    "advance 3",
+    "fault list",
+    "fault remove",
+    "call status",
 };
 
 /// What is written to a stream while it exists.
@@ -135,24 +110,26 @@ std::size_t jsonLines(const std::string& output) {
   return count;
 }
 
-void check(const CommandLine& line) {
+void check(const std::string& line, bool json, const std::string& socket) {
+  std::istringstream text(line);
+  tools::Words words{"--socket", socket, "--timeout", "5"};
+  if (json) words.push_back("--json");
+  for (std::string word; text >> word;) words.push_back(word);
   const Capture output(std::cout), errors(std::cerr);
-  const bool isMonitor = line.invocation.words.empty() && line.invocation.has("count");
-  bool finished = true;
-  try {
-    const int status = line.command->run(line.invocation);
-    expect(status == tools::exitSuccess || status == tools::exitOtherResult,
-           "a command that ends tells of success or of another result");
-    expect(!output.text().empty(), "a command that ends prints what it learnt");
-  } catch (const tools::Failure& failure) {
-    finished = false;
-    expect(failure.exitStatus >= tools::exitUsage && failure.exitStatus <= tools::exitNonsense &&
-               !failure.message.empty(),
-           "a failure has a status of its own and says why");
+  tools::Connection connection;
+  const int status = tools::run(words, connection);
+  const bool isMonitor = line.starts_with("monitor");
+  expect(
+      status >= tools::exitSuccess && status <= tools::exitNonsense && status != tools::exitUsage,
+      "a command ends with a status of its own");
+  expect(status <= tools::exitOtherResult || !errors.text().empty(), "a failure says why");
+  expect(isMonitor || status != tools::exitSuccess || !output.text().empty(),
+         "a command that ends prints what it learned");
+  for (const char byte : output.text() + errors.text()) {
+    expect(json || byte == '\n' || static_cast<unsigned char>(byte) >= 0x20,
+           "no control character reaches a terminal");
   }
-  if (!line.invocation.json) return;
-  const std::size_t count = jsonLines(output.text());
-  expect(isMonitor || count == (finished ? 1 : 0), "--json prints one text, or none on failure");
+  if (json) expect(jsonLines(output.text()) == 1 || isMonitor, "--json prints one text");
 }
 
 }  // namespace
@@ -163,8 +140,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count) {
   fuzz::Input input(bytes, count);
   const std::uint8_t letter = input.byte();
   server.answerWith(input.text());
-  fuzz::check({fuzz::commandLines[static_cast<std::uint8_t>((letter | 0x20) - 'a') %
-                                  std::size(fuzz::commandLines)],
-               std::isupper(letter) != 0, server.path()});
+  const auto number = static_cast<std::uint8_t>((letter | 0x20) - 'a');
+  fuzz::check(fuzz::commandLines[number % std::size(fuzz::commandLines)], std::isupper(letter) != 0,
+              server.path());
   return 0;
 }

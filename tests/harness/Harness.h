@@ -174,7 +174,7 @@ class SystemTest : public testing::Test {
   /// notification.
   void converse(const std::string& script);
   /// Runs oamctl for each line that begins with `$ `, and expects what stands behind it until the
-  /// next; `exit status N` at the end where that is not 0.
+  /// next, standard output before standard error; `exit status N` at the end where that is not 0.
   void expectTranscript(const std::string& script);
 
  private:

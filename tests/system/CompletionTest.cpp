@@ -87,7 +87,10 @@ class CompletionTest : public SystemTest {
 TEST_F(CompletionTest, BashOffersWhatOamctlSays) {
   expectCompleted("bash --norc", bashDriver, R"(
 oamctl s->set set-ind-result status svc-reg
-oamctl --->--help --json --socket --timeout
+oamctl --->--help --json --socket --timeout --verbose --version
+oamctl fault ->add list remove
+oamctl fault add --blocks f->flip
+oamctl journal --method get->get getKeys
 oamctl --timeout 3 --json mon->monitor
 oamctl get test3-stats1->Test3-Stats1
 oamctl get Test3-Stats3 s->[nospace] sf= sfn=
@@ -100,7 +103,7 @@ oamctl notify Test1-Prov2 --op update x->[nospace] xyzService=
 oamctl notify Test1-Prov2 --op ->action delete insert set update
 oamctl set Test1-Prov2 --op=in->insert
 oamctl set Test1-Prov2 --apply-action reboot->reboot-possible reboot-required
-oamctl get-keys Test3-Stats2 --all --json --->--batch-size --help --socket --timeout --wildcard
+oamctl get-keys Test3-Stats2 --all --json --->--after --batch-size --help --keep-going --socket --timeout --verbose --version --wildcard
 oamctl set Test1-Prov2 --w->--wait-deferred
 oamctl svc-reg ->result
 oamctl svc-reg result ->12 14
@@ -123,7 +126,7 @@ oamctl get Test3-Stats3 sf->oamctl get Test3-Stats3 sf= sfn=
 oamctl --socket /x get test3-stats3->oamctl --socket /x get Test3-Stats3 
 oamctl set Test1-Prov2 testField1=1 te->oamctl set Test1-Prov2 testField1=1 testField2=
 oamctl set Test1-Prov2 --op=in->oamctl set Test1-Prov2 --op=insert 
-oamctl set Test1-Prov2 --w->oamctl set Test1-Prov2 --wait-deferred=
+oamctl set Test1-Prov2 --w->oamctl set Test1-Prov2 --wait-deferred 
 oamctl get-keys Test3-Stats2 'key1=*' ->oamctl get-keys Test3-Stats2 'key1=*' key2=
 oamctl --socket=/dev/nul->oamctl --socket=/dev/null 
 oamctl svc-reg result 1->oamctl svc-reg result 12 14 

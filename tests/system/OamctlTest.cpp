@@ -1,4 +1,5 @@
 // The client, against a daemon and against servers that are none.
+#include <fstream>
 #include <regex>
 
 #include "Harness.h"
@@ -32,9 +33,39 @@ Prov-Labels-Config (0x8010014): Success
 $ clear Prov-Labels-Config
 Prov-Labels-Config (0x8010014): Invalid-Record-Id (14)
   error string: Invalid record id 0x8010014
+oamctl: the group 0x801 of this record is not registered, only 0x111d 0x111e 0x111f; the daemon's option --group has it registered
 exit status 1
 $ init-prov-complete
 initial provisioning complete: Success
+)");
+  expectTranscript(R"(
+$ encode Test3-Stats3 sfn=0x10 sf=3
+111f0006000c001000030000000000000000
+$ encode Test3-Stats2 key1=1 key2=* --keys
+000c000100000400000001000201
+$ get 0x12345678
+0x12345678: Invalid-Record-Id (14), 0 records
+  error string: Invalid record id 0x12345678
+oamctl: the group 0x1234 of this record is not registered, only 0x111d 0x111e 0x111f; the daemon's option --group has it registered
+exit status 1
+$ get-keys Test3-Stats5 --all
+Test3-Stats5 (0x111f000b): Success, 0 key sets in 1 page
+$ get-keys Test3-Stats8 key1=* key2=5 --batch-size 2 --after key1=98,key2=5
+Test3-Stats8 (0x111f000e): Success, 1 key set, the last
+  key1   key2
+    99      5
+$ --json set Test3-Action1 --op 7 --apply-action 0x2
+{"command":"set","record":"Test3-Action1","recordId":"0x111f0004","result":0,"resultText":"Success","errorString":"","applyAction":2,"applyActionText":"reboot-possible"}
+$ call get '{"recordId":"0x111f0003"}'
+{"result":0,"resultText":"Success","errorString":"","records":["111f0003000400000001","111f0003000400020003","111f0003000400040005"]}
+$ get Test3-Stat5
+oamctl: there is no record Test3-Stat5, did you mean Test3-Stats5?; 'oamctl records' lists them
+oamctl: try 'oamctl help get'
+exit status 2
+$ set Test1-Prov3 testField=1
+oamctl: testField is not a field of Test1-Prov3, did you mean testField1?; it has testField1, testField2, testField3, testField4, testField5
+oamctl: try 'oamctl help set'
+exit status 2
 )");
   EXPECT_NE(oamctl("status").out.find(std::to_string(daemon->pid())), std::string::npos);
   const json::value walk =
@@ -42,7 +73,7 @@ initial provisioning complete: Success
   EXPECT_TRUE(matches(walk, json::parse(R"({"result":0,"lastBatch":true,"pages":4})"))) << walk;
   const json::array& keys = walk.at("keys").as_array();
   ASSERT_EQ(keys.size(), 100U);
-  EXPECT_EQ(json::serialize(keys[99]), R"({"key1":100,"key2":7})");
+  EXPECT_EQ(json::serialize(keys[99].at("fields")), R"({"key1":100,"key2":7})");
 }
 
 TEST_F(OamctlTest, GetReadsEveryRecordOfTheDaemon) {
@@ -59,7 +90,8 @@ TEST_F(OamctlTest, GetReadsEveryRecordOfTheDaemon) {
   start("--group 111e:111f");
   for (const auto& [commandLine, expected] : cases) {
     const std::string values =
-        std::regex_replace(oamctl("--json get " + commandLine).out, std::regex("\"\\w+\":"), "");
+        std::regex_replace(oamctl("--json get " + commandLine).out,
+                           std::regex(R"(\{"block":"\w+","fields":|\}(?=\})|"\w+":)"), "");
     EXPECT_NE(values.find("\"\"," + expected), std::string::npos) << commandLine << ' ' << values;
   }
 }
@@ -68,15 +100,24 @@ TEST_F(OamctlTest, FailuresAreToldApartByTheExitStatus) {
   boost::asio::io_context loop;
   const Protocol::acceptor silent(loop, Protocol::endpoint(path("silent")));
   start("--group 111f");
+  std::ofstream(path("lines")) << "# a comment\nclear '0x5'\nno-such\n";
   const std::pair<int, std::string> cases[] = {
       {2, ";no-such;status word;status --wildcard;--no-such status;--timeout 0 status"},
       {2, "--timeout x status;get;get No-Such-Record;get Test3-Stats5 key1=1;decode 111"},
       {2, "get Test3-Stats2 key1;get Test3-Stats2 key1=1;get Test3-Stats2 key3=1"},
       {2, "get Test3-Stats2 key1=x key2=1;get Test3-Stats2 key1=4294967296 key2=1"},
-      {2, "set Test3-Action1 testRun=2;set Test3-Action1 --op no-op;set-ind-result 1 0"},
+      {2, "set Test3-Action1 testRun=2;set Test3-Action1 --op no-op;--timeout 1e9 status"},
+      {1, "set-ind-result 1 0;call no-such"},
       {3, "--socket " + path("nowhere") + " status"},
       {4, "--timeout 0.2 --socket " + path("silent") + " status;monitor --count 1 --for 0.1"},
       {0, "monitor --for 0.1"}};
+  const std::pair<int, std::string> scripts[] = {{6, "records >/dev/full"},
+                                                 {6, "--json status >/dev/full"},
+                                                 {1, "batch <" + path("lines") + " >/dev/null"}};
+  for (const auto& [status, script] : scripts) {
+    const auto program = launch("sh -c '" OAMCTL_PROGRAM " " + script + "'");
+    EXPECT_EQ(program->wait().status, status) << script << program->err();
+  }
   for (const auto& [status, commandLines] : cases) {
     for (const std::string& commandLine : split(commandLines, ';')) {
       const Outcome outcome = oamctl(commandLine);
@@ -116,7 +157,7 @@ setIndResult {"setIndId":1,"result":0} -> {"code":-32602,"message":"~setIndId"}
   EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
   const std::string shown = monitor->wait().out;
   EXPECT_TRUE(matches(json::parse(shown), json::parse(R"({"method":"setInd","setIndId":1,
-      "name":"Test1-Prov2","fields":{"xyzService":1,"testField1":12,"testField2":34},
+      "record":"Test1-Prov2","fields":{"xyzService":1,"testField1":12,"testField2":34},
       "block":"111d0003000501000c0022","opType":2,"applyAction":1})")))
       << shown;
   expectTranscript(R"(

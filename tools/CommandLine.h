@@ -1,0 +1,18 @@
+// From the words of a command line to its exit status.
+#pragma once
+
+#include <boost/program_options/variables_map.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/Commands.h"
+
+namespace tools {
+
+/// Runs a command, prints what it has learned, and says on standard error what went wrong. The
+/// words do not have the name of the program. Options of `common` hold where they are not given.
+int run(const Words& words, Connection& connection,
+        const boost::program_options::variables_map& common = {});
+
+}  // namespace tools
