@@ -365,31 +365,36 @@ TEST_F(FaultsTest, PassedFilesHoldUpNobody) {
   daemon->signal(SIGSTOP);
   pass(slow.native_handle(), *offender);
   slow.close();  // the daemon's is the last
+  const auto before = Clock::now();
   daemon->signal(SIGCONT);
   EXPECT_EQ(offender->result("status").at("pid"), daemon->pid());
   expectPromptStatus(*client);
   EXPECT_TRUE(eventually([&] { return daemon->descriptors() == atRest + 1; }));
-  const auto before = Clock::now();
   expectStop();
-  EXPECT_LT(Clock::now() - before, std::chrono::seconds(3));
+  EXPECT_LT(Clock::now() - before, std::chrono::seconds(10));
 }
 
 TEST_F(FaultsTest, WhoIsNotAcceptedAtAStopSeesAnEndAndDoesNotDelayIt) {
-  start("--group 111f");
-  client->result("status");
-  daemon->signal(SIGSTOP);
-  std::vector<std::unique_ptr<Client>> others;
-  while (others.size() < 20) {
-    others.push_back(connect());
-    others.back()->request(1, "status");
-  }
-  daemon->signal(SIGTERM);
-  const auto before = Clock::now();
-  daemon->signal(SIGCONT);
-  EXPECT_EQ(daemon->wait().status, 0);
-  EXPECT_LT(Clock::now() - before, std::chrono::milliseconds(800));
-  for (const auto& other : others) {
-    while (!other->readLine().empty()) {
+  std::string requests;  // enough that it is busy when it goes on
+  while (requests.size() < 2'000'000) requests += request(1, "clear", R"({"recordId":1})") + "\n";
+  for (int round = 0; round < 5; ++round) {
+    start("--group 111f");
+    client->sendBytes(requests);
+    daemon->signal(SIGSTOP);
+    std::vector<std::unique_ptr<Client>> others;
+    while (others.size() < 20) {
+      others.push_back(connect());
+      others.back()->request(1, "status");
+    }
+    daemon->signal(SIGTERM);
+    client.reset();
+    const auto before = Clock::now();
+    daemon->signal(SIGCONT);
+    EXPECT_EQ(daemon->wait().status, 0);
+    EXPECT_LT(Clock::now() - before, std::chrono::milliseconds(800));
+    for (const auto& other : others) {
+      while (!other->readLine().empty()) {
+      }
     }
   }
 }

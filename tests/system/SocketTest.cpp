@@ -163,7 +163,7 @@ TEST_F(SocketTest, ClientsThatHungUpMakeRoomAndWithdrawTheirRequests) {
   while (others.size() < 63) {
     others.push_back(connect());
     std::string requests;
-    while (requests.size() < 1024 * 1024) {
+    while (requests.size() < 1032 * 1024) {
       requests +=
           request(1, "clear", R"({"recordId":"0x111f0008"})") + std::string(3000, ' ') + "\n";
     }
