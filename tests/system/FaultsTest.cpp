@@ -239,8 +239,10 @@ TEST_F(FaultsTest, AnAllocationThatFailsHarmsNobodyElse) {
     for (const bool hangUp : {true, false}) {
       const auto passing = connect();
       passing->sendBytes(requests);
-      pass(STDIN_FILENO, *passing);
-      if (hangUp) continue;
+      if (hangUp) {
+        pass(STDIN_FILENO, *passing);
+        continue;
+      }
       passing->endInput();
       while (!passing->readLine().empty()) {
       }
