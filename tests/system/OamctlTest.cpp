@@ -26,7 +26,7 @@ $ set test1-prov3 testField1=5 testField2=1 --op insert
 Test1-Prov3 (0x111d0004): Success, apply action reboot-required
 $ set Test3-Prov3 testKey2=33
 Test3-Prov3 (0x111f0009): Bad-Value (2), apply action no-action-required
-  error string: the record block of Test3-Prov3 (0x111f0009) does not read as a valid record
+  error string: the record block of Test3-Prov3 (0x111f0009) does not read as a valid record: testKey2 is greater than the max value 32u
 exit status 1
 $ notify Prov-Labels-Config labelsConfig=3 --op insert --apply-action reboot-required
 Prov-Labels-Config (0x8010014): Success
