@@ -251,9 +251,10 @@ void SystemTest::start(const std::string& options, const std::string& environmen
 
 std::unique_ptr<Process> SystemTest::launch(const std::string& commandLine,
                                             const std::string& environment) {
-  return std::make_unique<Process>("-u KOR_OAM_AUTO -u KOR_OAM_CLOCK -u ZEL_LOG_LEVEL KOR_OAM_SOCKET=" + socketPath +
-                                       " " + environment + " " + commandLine,
-                                   path("process" + std::to_string(++processes_)), refusals);
+  return std::make_unique<Process>(
+      "-u KOR_OAM_AUTO -u KOR_OAM_CLOCK -u ZEL_LOG_LEVEL KOR_OAM_SOCKET=" + socketPath + " " +
+          environment + " " + commandLine,
+      path("process" + std::to_string(++processes_)), refusals);
 }
 
 void SystemTest::expectRefused(const std::string& options, const std::string& environment,
