@@ -123,6 +123,22 @@ oam 0 svc-reg
 oam 0 svc-reg result 12 not-registered 0x0801
 stop
 
+heading 'Proof, time and faults: what the simulator sends in 110 seconds, now'
+export KOR_OAM_CLOCK=manual
+start --group 0x111f --set-ind --quiet
+oam 0 wait
+oam 0 advance 110
+oam 0 journal --method setIndResult --limit 3
+oam 0 fault add get --drop --count 1
+oam 4 --timeout 0.2 get Test3-Stats5
+oam 0 get Test3-Stats5
+oam 0 fault list
+oam 0 journal --method get
+oam 0 encode Test3-Action1 testRun=true
+oam 0 call clear '{"recordId":"0x111f0008"}'
+stop
+unset KOR_OAM_CLOCK
+
 heading 'One notification of every kind, each from a daemon of its own'
 echo '(each simulator begins 5 seconds after its start; a deferred response takes 10 more)'
 for bit in 1 2 8; do
