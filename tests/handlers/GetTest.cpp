@@ -17,8 +17,12 @@ static thread_local std::size_t allocatedBytes = 0;
   if (void* memory = std::malloc(size)) return memory;
   throw std::bad_alloc();
 }
+// Of its own, too: a sanitizer would not call the one above.
+[[gnu::noinline]] void* operator new[](std::size_t size) { return operator new(size); }
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete[](void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
