@@ -216,6 +216,10 @@ void OamService::end() {
   advance_.reset();
   server_.shutDown();
   baton_.unlock();
+  {
+    std::unique_lock lock(endMutex_);
+    hasEnded_.wait(lock, [&] { return ended_; });
+  }
   thread_.join();
 }
 
