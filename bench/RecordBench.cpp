@@ -61,7 +61,7 @@ void printText(benchmark::State& state, const Record* object) {
   }
 }
 
-/// The fields of Test3-Stats2 behind their header.
+/// The fields of Test3-Stats2 after their header.
 struct BareBlock {
   std::uint32_t id = RECORD_TEST3STATS2_ID;
   std::uint16_t length = 28;

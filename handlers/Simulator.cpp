@@ -88,7 +88,7 @@ bool pauseFor(unsigned int seconds) {
 
 bool sendSetIndSequence() {
   for (const auto& [opType, values] : setIndSequence) {
-    const auto changed = made(values);
+    const auto changed = made<RecordTest3Prov3>(values);
     writeStep(opType, *changed);
     boost::shared_ptr<Record> record = changed;
     KorOamApi::instance().sendSetInd(record, APPLY_NO_ACTION_REQUIRED, opType);

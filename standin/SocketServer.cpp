@@ -73,14 +73,13 @@ SocketServer::~SocketServer() {
 }
 
 std::string SocketServer::listen() {
-  std::string reason = path_.listen();
-  if (!reason.empty()) return reason;
+  // First what may fail: whoever connects to a process that cannot start would see a reset.
   epoll_ = ::epoll_create1(EPOLL_CLOEXEC);
   wakeUp_ = epoll_ < 0 ? -1 : ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   if (wakeUp_ < 0 || !addTo(epoll_, wakeUp_, EPOLLIN, &wakeUp_)) {
     return std::string("cannot watch the socket: ") + std::strerror(errno);
   }
-  return "";
+  return path_.listen();
 }
 
 void SocketServer::startAccepting() {
@@ -315,7 +314,7 @@ bool SocketServer::serveOrphan(bool mayCall) {
     const rpc::Request request = rpc::readRequest(document_.value());
     Turn turn(nullptr, number, request, mayCall);
     if (!mayCall) {
-      // The callback thread takes it; a main thread that stands in must not take its place.
+      // The callback thread takes it; a main thread that serves meanwhile must not take its place.
       orphansWait_ = true;
       return false;
     }

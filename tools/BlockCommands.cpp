@@ -81,7 +81,7 @@ int decode(const Invocation& invocation, Answer& answer) {
                      {name, reading.name},
                      {name + "Id", hexId(reading.id)},
                      {"fields", fields},
-                     {"bytesBehind", extra}});
+                     {"bytesAfter", extra}});
     answer.line(reading.title());
     answer.rows({json::object{{"fields", fields}}});
     if (extra != 0) answer.line("  and " + counted(extra, "byte") + " after the last field");

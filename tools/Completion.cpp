@@ -97,7 +97,7 @@ class Candidates {
     }
   }
 
-  /// What stands in a place of the usage line, such as RECORD.
+  /// What goes in a place of the usage line, such as RECORD.
   void addValues(const std::string& place, const std::string& command, const Words& arguments) {
     const RecordType* record = nullptr;
     for (const RecordType& type : recordTypes()) {

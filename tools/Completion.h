@@ -8,7 +8,7 @@
 namespace tools {
 
 /// What the last word may become, a line each: the word, and perhaps a tab and what it is. Of
-/// --option=VALUE it is the value. The line ":files" stands for the names of files.
+/// --option=VALUE it is the value. The line ":files" means the names of files.
 std::string completions(const Words& words);
 
 }  // namespace tools

@@ -52,7 +52,7 @@ int journal(const Invocation& invocation, Answer& answer) {
   if (invocation.has("clear")) {
     if (invocation.has("after") || invocation.has("limit") || invocation.has("method") ||
         invocation.has("record")) {
-      throw UsageError{"--clear stands alone: all entries go"};
+      throw UsageError{"--clear takes nothing else: all entries go"};
     }
     const json::object reply = invocation.client().call("journalClear", {});
     const auto cleared = static_cast<std::size_t>(integerMember(reply, "cleared"));

@@ -29,8 +29,8 @@ json::object beside(const json::value& block, Decode&& decode) {
   if (!decoded) return shown;
   if (decoded->valid) {
     shown["fields"] = jsonOf(decoded->fields);
-    if (const std::size_t behind = bytes->size() - decoded->bytesRead; behind != 0) {
-      shown["bytesBehind"] = behind;
+    if (const std::size_t after = bytes->size() - decoded->bytesRead; after != 0) {
+      shown["bytesAfter"] = after;
     }
   } else {
     shown["problem"] = decoded->problem;

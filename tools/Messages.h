@@ -14,7 +14,7 @@
 
 namespace tools {
 
-/// A block beside its fields: `block`, and `fields`, `bytesBehind` where there are any, and
+/// A block beside its fields: `block`, and `fields`, `bytesAfter` where there are any, and
 /// `problem` where it does not read.
 boost::json::object decodedRecord(const RecordType& type, const boost::json::value& block);
 boost::json::object decodedKeys(const RecordType& type, const boost::json::value& block,

@@ -8,7 +8,7 @@
 
 namespace tools {
 
-/// The text of a number that stands in the member `member` of a message; empty without one.
+/// The text of a number that is in the member `member` of a message; empty without one.
 std::string nameOf(std::string_view member, std::int64_t number);
 
 /// "reboot-required", "Bad-Value (2)", or "??? (77)".

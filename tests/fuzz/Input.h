@@ -17,7 +17,7 @@ namespace fuzz {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// The texts between separators, an empty one behind the last separator included.
+/// The texts between separators, an empty one after the last separator included.
 inline std::vector<std::string> between(const std::string& text, char separator) {
   std::vector<std::string> pieces(1);
   for (const char character : text) {
@@ -35,7 +35,7 @@ class Input {
  public:
   Input(const std::uint8_t* bytes, std::size_t count) : next_(bytes), left_(count) {}
 
-  /// The next byte; 0 behind the last.
+  /// The next byte; 0 after the last.
   std::uint8_t byte() {
     if (left_ == 0) return 0;
     --left_;

@@ -22,7 +22,7 @@ void replay(const std::filesystem::path& folder) {
     if (!file) throw std::runtime_error(path.string() + " cannot be opened");
     const fuzz::Bytes bytes(std::istreambuf_iterator<char>(file), {});
     if (file.bad()) throw std::runtime_error(path.string() + " cannot be read");
-    // What ends the process does so behind the name of the file.
+    // What ends the process does so after the name of the file.
     std::fprintf(stderr, "%s\n", path.c_str());
     LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
   }

@@ -89,7 +89,7 @@ TEST_F(GetKeysTest, WalksTheKeySpaceOfTheQuery) {
        {31, 5},
        {40, 5},
        true},
-      {"behind the end",
+      {"after the end",
        0x111F000D,
        both7,
        3,

@@ -41,7 +41,7 @@ std::string fileContent(const std::string& path);
 Strings split(const std::string& text, char separator);
 
 /// Whether `value` is as `expected` says: an object may have further members, and a string that
-/// begins with a tilde stands for every text that contains the rest of it.
+/// begins with a tilde is for every text that contains the rest of it.
 bool matches(const json::value& value, const json::value& expected);
 
 /// The line of a request.
@@ -173,7 +173,7 @@ class SystemTest : public testing::Test {
   /// matches; `> LINE -> REPLY` sends a line as it is; `<- METHOD PARAMETERS` is the next
   /// notification.
   void converse(const std::string& script);
-  /// Runs oamctl for each line that begins with `$ `, and expects what stands behind it until the
+  /// Runs oamctl for each line that begins with `$ `, and expects what follows it until the
   /// next, standard output before standard error; `exit status N` at the end where that is not 0.
   void expectTranscript(const std::string& script);
 

@@ -22,7 +22,7 @@ enum Order { network, little };
 
 inline bool swaps(Order order) { return Zel::swapsInNetworkOrder == (order == network); }
 
-/// Literals are grouped with blanks; a colon is behind the length of a text.
+/// Literals are grouped with blanks; a colon follows the length of a text.
 inline std::string plain(std::string hex) {
   std::erase_if(hex, [](char character) { return character == ' ' || character == ':'; });
   return hex;
@@ -222,7 +222,7 @@ inline Texts bitFlips(const std::string& hex) {
   return all;
 }
 
-/// Reading stops behind `read` with that error, or with none, whether `unread` follows or nothing.
+/// Reading stops after `read` with that error, or with none, whether `unread` follows or nothing.
 template <class Object>
 void expectRead(const Object& fresh, const std::string& read, const std::string& unread,
                 const std::string& error) {

@@ -47,7 +47,7 @@ struct KeyBlock {
   bool markers, hasWildcard = false;
   std::string hex[2];
   Texts failures;
-  /// Per key, and the offset behind its last byte.
+  /// Per key, and the offset after its last byte.
   Texts values;
   std::vector<std::size_t> ends;
 };

@@ -10,7 +10,7 @@
 namespace Zel {
 namespace {
 
-/// The texts of the values from 0 on; the values behind them have none.
+/// The texts of the values from 0 on; the values after them have none.
 template <typename Enumeration>
 void expectTexts(const std::string& texts, const char* (*textOf)(Enumeration)) {
   std::istringstream in(texts);

@@ -22,9 +22,9 @@ constexpr long memoryGrowth = 1024;  // KiB
 constexpr std::size_t clientCount = 8, connectionLimit = 64, largeReplies = 8;
 constexpr std::size_t lineLimit = std::size_t{1024} * 1024;
 
-const std::vector<std::string> daemonOptions = {
-    "--group",   "0x111d:0x111e:0x111f:0x0801", "--set-update", "L:1234:abcd", "--event-sim", "15",
-    "--set-ind", "--send-deferred-set-rsp"};
+constexpr const char* daemonOptions =
+    " --group 0x111d:0x111e:0x111f:0x0801 --set-update L:1234:abcd --event-sim 15 --set-ind "
+    "--send-deferred-set-rsp";
 
 // What clients ask, and how the reply ends whatever else happens.
 const struct {
@@ -72,7 +72,9 @@ std::string excerpt(std::string_view text) { return std::string(text.substr(0, 2
 Soak::Soak(const SoakOptions& options, const std::string& socketPath)
     : options_(options),
       socketPath_(socketPath),
-      daemon_(options.program, daemonOptions, socketPath, options.output),
+      daemon_("-u KOR_OAM_AUTO -u KOR_OAM_CLOCK -u ZEL_LOG_LEVEL KOR_OAM_SOCKET=" + socketPath +
+                  " sh -c 'exec " + options.program + daemonOptions + " >" + options.output + "'",
+              socketPath + ".daemon", {}),
       engine_(options.seed) {}
 
 void Soak::run() {
@@ -87,7 +89,7 @@ void Soak::run() {
 
 void Soak::open() {
   for (const auto deadline = start_ + patience; !control_;) {
-    daemon_.checkRuns();
+    checkRuns();
     try {
       control_ = std::make_unique<LineClient>(socketPath_);
     } catch (const std::system_error&) {
@@ -197,7 +199,7 @@ void Soak::poll(int milliseconds) {
     }
     if (!open) {
       std::this_thread::sleep_for(100ms);
-      daemon_.checkRuns();
+      checkRuns();
       throw Wrong("a connection ends");
     }
   }
@@ -217,7 +219,7 @@ void Soak::answered(Client& client, std::string_view reply) {
   ++replies_;
 }
 
-// Each line is at the front of what the other has seen, or goes behind what this one has.
+// Each line is at the front of what the other has seen, or goes after what this one has.
 void Soak::notified(std::size_t subscriber, std::string_view line) {
   std::deque<std::string>& other = subscribers_[1 - subscriber]->ahead;
   if (other.empty()) {
@@ -300,7 +302,7 @@ void Soak::checkPoint() {
     if (Clock::now() > deadline) throw Wrong("replies or notifications are missing");
     poll();
   }
-  daemon_.checkRuns();
+  checkRuns();
   checkDescriptors(subscribers_.size() + clients_.size());
   checkMemory();
 }
@@ -317,8 +319,14 @@ void Soak::checkDescriptors(std::size_t connections) {
   }
 }
 
+void Soak::checkRuns() {
+  if (daemon_.ended()) {
+    throw Wrong("the daemon has ended by itself, with " + std::to_string(daemon_.wait().status));
+  }
+}
+
 void Soak::checkMemory() {
-  lastMemory_ = daemon_.residentMemory();
+  lastMemory_ = daemon_.status("VmRSS");
   if (Clock::now() < start_ + warmUp || options_.length < shortestForMemory) return;
   leastMemory_ = leastMemory_ == 0 ? lastMemory_ : std::min(leastMemory_, lastMemory_);
   mostMemory_ = std::max(mostMemory_, lastMemory_);
@@ -336,7 +344,7 @@ void Soak::stop() {
   Client& client = *clients_.front();
   for (std::size_t i = 0; i < largeReplies; ++i) askForLargeReply(client);
   client.link.wait(static_cast<int>(std::chrono::milliseconds(patience).count()));
-  daemon_.terminate();
+  daemon_.signal(SIGTERM);
   bool refused = false;
   while (!client.unanswered.empty()) {
     const bool open = client.link.transfer();
@@ -354,7 +362,8 @@ void Soak::stop() {
     if (!client.link.wait(5000)) throw Wrong("the stop ends no connection");
   }
   awaitEnd(client.link);
-  daemon_.checkExit();
+  const int status = daemon_.wait().status;
+  if (status != 0) throw Wrong("the daemon ended with " + std::to_string(status) + ", not 0");
 }
 
 void Soak::printFigures() const {

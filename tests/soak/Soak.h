@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/harness/Harness.h"
 #include "tests/harness/LineClient.h"
-#include "tests/soak/TestedDaemon.h"
 
 namespace soak {
 
@@ -38,7 +38,7 @@ class Soak {
   using Clock = std::chrono::steady_clock;
 
   /// A reply that must come next on its connection: how it begins and how it ends. What the last
-  /// set of any client leaves behind stands between.
+  /// set of any client has left may be between.
   struct Expected {
     std::string begin, end;
   };
@@ -70,12 +70,13 @@ class Soak {
   void checkPoint();
   void checkDescriptors(std::size_t connections);
   void checkMemory();
+  void checkRuns();
   void stop();
 
   const SoakOptions options_;
   const std::string socketPath_;
   const Clock::time_point start_ = Clock::now();
-  TestedDaemon daemon_;
+  harness::Process daemon_;
   std::mt19937 engine_;
   std::unique_ptr<LineClient> control_;
   std::vector<std::unique_ptr<Subscriber>> subscribers_;

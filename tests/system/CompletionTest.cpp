@@ -63,8 +63,8 @@ bindkey '^G' report
 
 class CompletionTest : public SystemTest {
  protected:
-  /// Each row of the table, behind the first, empty one, is a line, an arrow, and what the driver
-  /// is to print for it. The program of this build stands for oamctl.
+  /// Each row of the table, after the first, empty one, is a line, an arrow, and what the driver
+  /// is to print for it. The program of this build is called oamctl.
   void expectCompleted(const std::string& shell, const char* driver, const std::string& table) {
     if (launch(shell + " --version")->wait().status != 0) GTEST_SKIP() << "there is no " << shell;
     const std::string lines = std::regex_replace(table, std::regex("->.*"), "") + "\n";

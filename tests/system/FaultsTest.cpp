@@ -101,7 +101,7 @@ TEST_F(FaultsTest, ARefusedSystemCallEndsTheStartWithItsReason) {
     expectRefused("", "", reason);
     EXPECT_FALSE(std::filesystem::exists(socketPath)) << reason;
   }
-  // A socket that its daemon has left behind.
+  // A socket that its daemon has not removed.
   refusals = {};
   start("");
   daemon->signal(SIGKILL);

@@ -19,7 +19,7 @@ Names allOf(const std::string& text, const std::string& pattern) {
   return names;
 }
 
-/// What stands between the line `title` and the next one at the left margin.
+/// What is between the line `title` and the next one at the left margin.
 std::string section(const std::string& text, const std::string& title) {
   const std::size_t begin = text.find("\n" + title + "\n") + title.size() + 1;
   std::size_t end = begin;
@@ -28,7 +28,7 @@ std::string section(const std::string& text, const std::string& title) {
   return text.substr(begin, end - begin);
 }
 
-/// What a section describes: what stands to the left of the text, or above it.
+/// What a section describes: what is to the left of the text, or above it.
 Names described(const std::string& page, const std::string& title) {
   return allOf(section(page, title), R"(\n {7}([-a-z0-9].*?)(?=\n|\s+\([a-z]|\s+[A-Z][a-z]|  ))");
 }
@@ -51,7 +51,7 @@ class ManualTest : public SystemTest {
     return outcome.out;
   }
   static void expectSameOptions(const std::string& page, const std::string& help) {
-    // With a blank behind those that take a value.
+    // With a blank after those that take a value.
     const std::string option = "(--[a-z-]+ (?=[a-z]|[A-Z](?![a-z]))|--[a-z-]+)";
     const Names options = allOf(help, "\n  " + option);
     EXPECT_GT(options.size(), 10U) << help;

@@ -70,7 +70,7 @@ class KorOamApi {
     return -1;
   }
 
-  /// The main loop returns behind the last callback.
+  /// The main loop returns after the last callback.
   void awaitEnd() { callbackThread_.join(); }
 
  private:
