@@ -217,7 +217,10 @@ TEST_F(SimulatorTest, SendsEveryOwedResponseOnceWhileSetsGoOn) {
   for (unsigned short id = 1; id <= 100; ++id) {
     set(action2(id % 2 == 0), {.transactionId = id});
     SentList sent;
-    while (sent.empty()) sent = platform().takeSent();
+    while (sent.empty()) {
+      std::this_thread::sleep_for(std::chrono::microseconds(10));  // the others need the processor
+      sent = platform().takeSent();
+    }
     EXPECT_EQ(sent.size(), 1u);
     EXPECT_EQ(transactionOf(sent[0]), id);
     EXPECT_EQ(tracedTestRuns(), Texts{std::string("Set RECORD_TEST3ACTION2_ID testRun = ") +

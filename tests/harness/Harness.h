@@ -166,7 +166,7 @@ class SystemTest : public testing::Test {
   std::unique_ptr<Process> launch(const std::string& commandLine,
                                   const std::string& environment = {});
 
-  /// Expects that status is answered at once.
+  /// Expects that status is answered at once, while something is held up that stays so.
   void expectPromptStatus(Client& by);
   /// Has the lines of `script` with the daemon; a line that begins with a blank goes on with the
   /// one before. `METHOD PARAMETERS -> REPLY` expects that the reply's result, or its error,

@@ -95,7 +95,6 @@ TEST_F(EvidenceTest, WhoSubscribesToRequestsSeesEachAheadOfItsReply) {
 
 TEST_F(EvidenceTest, TimePassesExactlyForWhoeverPauses) {
   for (const std::string clock : {"manual", "real"}) {
-    const auto before = std::chrono::steady_clock::now();
     const auto advance = [&](const std::string& seconds) {
       return client->result("advanceTime", "{\"seconds\":" + seconds + "}");
     };
@@ -115,7 +114,6 @@ TEST_F(EvidenceTest, TimePassesExactlyForWhoeverPauses) {
     // The second sleep begins where the first has ended.
     EXPECT_EQ(advance("3700").at("settled"), true);
     for (const int id : {1, 2}) EXPECT_EQ(other->readObject().at("id"), id);
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(20));
   }
 }
 
@@ -158,18 +156,16 @@ faultAdd {"notification":"svcRegInd","duplicate":true,"count":1} -> {"faultId":5
 
 TEST_F(EvidenceTest, WhatIsHeldBackHoldsUpNobodyElseAndADisconnectIsAnEnd) {
   start("--group 111f");
-  client->result("faultAdd", R"({"method":"get","delayMilliseconds":600,"count":1})");
-  const auto other = connect();
-  other->result("status");
-  const auto before = std::chrono::steady_clock::now();
-  const auto elapsed = [&] { return std::chrono::steady_clock::now() - before; };
+  client->result("faultAdd", R"({"method":"get","delayMilliseconds":3600000,"count":1})");
+  client->result("faultAdd", R"({"method":"get","delayMilliseconds":300,"count":1})");
+  const auto held = connect(), other = connect();
+  held->request(1, "get", stats5);
+  ASSERT_TRUE(eventually([&] { return entries(R"({"method":"get"})").size() == 1; }));
+  const auto before = Clock::now();
   other->send("[" + request(1, "get", stats5) + "," + request(2, "status") + "]");
   other->request(3, "status");
-  ASSERT_TRUE(eventually([&] { return entries(R"({"method":"get"})").size() == 1; }));
-  client->result("get", stats5);
-  EXPECT_LT(elapsed(), std::chrono::milliseconds(500));
   EXPECT_EQ(json::parse(other->readLine()).as_array().size(), 2U);
-  EXPECT_GE(elapsed(), std::chrono::milliseconds(600));
+  EXPECT_GE(Clock::now() - before, std::chrono::milliseconds(300));
   EXPECT_EQ(other->readObject().at("id"), 3);
   client->result("faultAdd", R"({"method":"clear","disconnect":true})");
   other->sendBytes(request(4, "status") + "\n" + request(5, "clear", stats5) + "\n" +

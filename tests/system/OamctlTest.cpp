@@ -145,16 +145,19 @@ TEST_F(OamctlTest, AReplyThatMakesNoSenseGivesStatusFive) {
   }
 }
 
-// The simulator begins five seconds after the start, and a deferred response takes ten more.
 TEST_F(OamctlTest, MonitorShowsASetIndicationWhoseOutcomeCanBeReportedOnce) {
-  const auto before = std::chrono::steady_clock::now();
-  start("--event-sim 4", "KOR_OAM_AUTO=0");
+  start("--event-sim 4", "KOR_OAM_AUTO=0 KOR_OAM_CLOCK=manual");
   const auto monitor = launch(OAMCTL_PROGRAM " --json monitor --count 1 --for 60");
+  ASSERT_TRUE(eventually([&] { return monitor->err() == "oamctl: subscribed\n"; }));
   converse(R"(
 subscribe {} -> {"subscribed":true}
 setIndResult {"setIndId":1,"result":0} -> {"code":-32602,"message":"~setIndId"}
-<- setInd {"setIndId":1,"record":"111d0003000501000c0022","opType":2,"applyAction":1})");
-  EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
+advanceTime {"seconds":130} -> {"ended":5,"settled":true}
+<- setInd {"setIndId":1,"record":"111d0003000501000c0022","opType":2,"applyAction":1}
+<- setInd {"setIndId":2,"record":"111d0003000501000c0022","opType":2,"applyAction":2}
+<- setInd {"setIndId":3,"record":"111d0003000501000c0022","opType":2,"applyAction":3}
+<- setInd {"setIndId":4,"record":"111d0003000501000c0022","opType":2,"applyAction":0}
+<- setInd {"setIndId":5,"record":"111d0003000501000c0022","opType":2,"applyAction":1})");
   const std::string shown = monitor->wait().out;
   EXPECT_TRUE(matches(json::parse(shown), json::parse(R"({"method":"setInd","setIndId":1,
       "record":"Test1-Prov2","fields":{"xyzService":1,"testField1":12,"testField2":34},
@@ -169,14 +172,22 @@ exit status 1
 }
 
 TEST_F(OamctlTest, SetWaitsForADeferredResponse) {
-  start("--group 111f --send-deferred-set-rsp");
+  start("--group 111f --send-deferred-set-rsp", "KOR_OAM_CLOCK=manual");
   const Outcome late = oamctl("set Test3-Action2 --transaction 8 --wait-deferred 0.1");
   EXPECT_EQ(late.status, 4) << late.err;
-  expectTranscript(R"(
-$ set Test3-Action2 testRun=true --op action --transaction 9 --wait-deferred 60
-Test3-Action2 (0x111f0010): Response deferred (30), apply action no-action-required
-deferred response to transaction 9: Success, apply action no-action-required
-)");
+  const auto waiting = launch(OAMCTL_PROGRAM
+                              " set Test3-Action2 testRun=true --op action --transaction 9 "
+                              "--wait-deferred 60");
+  const std::string deferred =
+      "Test3-Action2 (0x111f0010): Response deferred (30), apply action no-action-required\n";
+  ASSERT_TRUE(eventually([&] { return waiting->out() == deferred; }));
+  // The simulator begins after five seconds, and looks after ten more.
+  expectTranscript("\n$ advance 15\n2 pauses ended\n");
+  EXPECT_EQ(waiting->wait(),
+            (Outcome{0,
+                     deferred + "deferred response to transaction 9: Success, apply action "
+                                "no-action-required\n",
+                     ""}));
 }
 
 }  // namespace

@@ -111,12 +111,8 @@ TEST_F(OverloadTest, ALineOfManyMembersIsRefusedOrCheap) {
     const long before = daemon->processorTicks();
     client->request(1, "status", params);
     const json::object reply = client->readObject();
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    constexpr long mostTicks = 100;
-#else
-    constexpr long mostTicks = 10;
-#endif
-    EXPECT_LE(daemon->processorTicks() - before, mostTicks) << params.size();
+    // If each name were compared with each, many seconds.
+    EXPECT_LE(daemon->processorTicks() - before, 100) << params.size();
     EXPECT_EQ(reply.at("error").at("code"), code) << json::serialize(reply);
     EXPECT_EQ(reply.at("id").is_null(), code == -32600);
   }
@@ -124,7 +120,7 @@ TEST_F(OverloadTest, ALineOfManyMembersIsRefusedOrCheap) {
 }
 
 TEST_F(OverloadTest, RequestsOfClientsThatAreGoneAreBoundedAndTakeTurns) {
-  start("--group 111f --sleep-time 2");
+  start("--group 111f --sleep-time 3600");
   client->request(1, "get", stats5);
   ASSERT_TRUE(eventually([&] { return daemon->out().find("Sleep") != std::string::npos; }));
   const long atRest = daemon->status("VmHWM");
@@ -143,7 +139,11 @@ TEST_F(OverloadTest, RequestsOfClientsThatAreGoneAreBoundedAndTakeTurns) {
   // Of a group that is not registered: a refusal does not sleep.
   const std::string orphan = "clear 0x1\n", own = "clear 0x2\n";
   EXPECT_EQ(daemon->out().find(orphan), std::string::npos);
-  EXPECT_EQ(other->result("clear", R"({"recordId":2})").at("result"), 14);
+  other->sendBytes(request(1, "status") + "\n" + request(2, "clear", R"({"recordId":2})") + "\n");
+  EXPECT_EQ(other->readObject().at("id"), 1);
+  const auto third = connect();
+  third->request(1, "advanceTime", R"({"seconds":3600})");
+  EXPECT_EQ(other->readObject().at("result").at("result"), 14);
   std::string out;
   std::size_t ran = 0;
   EXPECT_TRUE(eventually([&] {

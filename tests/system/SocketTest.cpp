@@ -92,12 +92,13 @@ TEST_F(SocketTest, RepliesKeepTheOrderOfTheRequestsAlsoBehindASleep) {
 }
 
 TEST_F(SocketTest, TheApisOwnMethodsTakeEffectInTheirTurn) {
-  start("--group 111f --sleep-time 2");
+  start("--group 111f --sleep-time 3600");
   client->sendBytes(request(1, "svcRegInd") + "\n" + request(2, "get", stats5) + "\n" +
                     request(3, "subscribe") + "\n" + request(4, "status") + "\n");
   ASSERT_TRUE(eventually([&] { return daemon->out().find("Sleep") != std::string::npos; }));
   const auto other = connect();
   expectPromptStatus(*other);
+  other->result("advanceTime", R"({"seconds":3600})");
   // No notification: it had gone before the turn of subscribe.
   for (const int id : {1, 2, 3}) EXPECT_EQ(client->readObject().at("id"), id);
   EXPECT_TRUE(matches(client->readObject(), json::parse(R"({"result":{"counters":{
