@@ -60,10 +60,11 @@ bool hasWildcard(const std::vector<std::vector<Assignment>>& sets) {
   return false;
 }
 
-std::int64_t number(const std::string& word, const char* what, std::int64_t max) {
+std::int64_t number(const std::string& word, const char* what, std::int64_t max, std::int64_t min) {
   const auto parsed = parsedNumber(word);
-  if (!parsed || *parsed < 0 || *parsed > max) {
-    throw UsageError{std::string(what) + " is a number from 0 to " + std::to_string(max)};
+  if (!parsed || *parsed < min || *parsed > max) {
+    throw UsageError{std::string(what) + " must be a number from " + std::to_string(min) + " to " +
+                     std::to_string(max) + ", not '" + word + "'"};
   }
   return *parsed;
 }
@@ -75,7 +76,8 @@ double seconds(const std::string& word, const char* what, double max) {
   if (error != std::errc() || stopped != end || !(parsed >= 0 && parsed <= max)) {
     std::ostringstream limit;
     limit << std::setprecision(10) << max;
-    throw UsageError{std::string(what) + " is a number of seconds from 0 to " + limit.str()};
+    throw UsageError{std::string(what) + " must be a number of seconds from 0 to " + limit.str() +
+                     ", not '" + word + "'"};
   }
   return parsed;
 }

@@ -21,8 +21,9 @@ std::vector<Assignment> assignments(const Words& words, std::size_t first);
 std::vector<std::vector<Assignment>> keySets(const Words& words, std::size_t first);
 bool hasWildcard(const std::vector<std::vector<Assignment>>& sets);
 
-/// A number from 0 to `max`, `what` in messages.
-std::int64_t number(const std::string& word, const char* what, std::int64_t max);
+/// A number from `min` to `max`, `what` in messages.
+std::int64_t number(const std::string& word, const char* what, std::int64_t max,
+                    std::int64_t min = 0);
 
 constexpr double aYear = 365 * 86400.0;
 double seconds(const std::string& word, const char* what, double max = aYear);

@@ -21,11 +21,33 @@ po::variables_map inherited(const Invocation& invocation) {
 }
 
 Words wordsOf(const std::string& line) {
+  Words words;
   try {
-    return po::split_unix(line);
+    words = po::split_unix(line);
   } catch (const std::exception&) {
     throw UsageError{"this line has a '\\' with nothing that it escapes: " + line};
   }
+  // Where a quote is open, what is added joins the last word.
+  if (po::split_unix(line + " -").back() != "-") {
+    throw UsageError{"this line has a quote that does not end: " + line};
+  }
+  if (!words.empty() && words.front() == "batch") throw UsageError{"a batch cannot run a batch"};
+  return words;
+}
+
+int runLine(const std::string& line, const Invocation& batch, const po::variables_map& common) {
+  Words words;
+  try {
+    words = wordsOf(line);
+  } catch (const UsageError& error) {
+    return refuse(error, batch.json);
+  }
+  return run(words, batch.connection, common);
+}
+
+bool isBlank(const std::string& line) {
+  const std::size_t first = line.find_first_not_of(" \t\r");
+  return first == std::string::npos || line[first] == '#';
 }
 
 }  // namespace
@@ -35,11 +57,9 @@ int batch(const Invocation& invocation, Answer& answer) {
   const po::variables_map common = inherited(invocation);
   int first = exitSuccess;
   for (std::string line; std::getline(std::cin, line);) {
-    const Words words = wordsOf(line);
-    if (words.empty() || words.front().starts_with('#')) continue;
-    if (words.front() == "batch") throw UsageError{"a batch has no batch"};
+    if (isBlank(line)) continue;
     if (!invocation.json) print("$ " + escaped(line) + '\n');
-    const int status = run(words, invocation.connection, common);
+    const int status = runLine(line, invocation, common);
     if (first == exitSuccess) first = status;
     // Without output or a daemon, no other can be of use.
     if (status == exitNoOutput || status == exitNoDaemon) break;

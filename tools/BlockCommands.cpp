@@ -55,7 +55,9 @@ std::vector<Reading> fitting(const std::vector<Reading>& readings, std::size_t b
 
 int decode(const Invocation& invocation, Answer& answer) {
   const auto bytes = Zel::fromHex(invocation.words.front());
-  if (!bytes) throw UsageError{"BLOCK is an even number of hexadecimal digits"};
+  if (!bytes)
+    throw UsageError{"BLOCK must be an even number of hexadecimal digits, not '" +
+                     invocation.words.front() + "'"};
   std::vector<Reading> readings;
   if (invocation.words.size() == 2) {
     const RecordType& type = recordTypeNamed(invocation.words[1]);

@@ -75,13 +75,17 @@ void checkOptions(const Command& command, const po::variables_map& given) {
   }
 }
 
-void checkWords(const Command& command, std::size_t count) {
-  std::size_t min = 0, max = 0;
+void checkWords(const Command& command, const Words& words) {
+  std::size_t places = 0;
   for (const std::string& place : po::split_unix(command.places)) {
-    if (!place.starts_with('[')) ++min;
-    max = place.ends_with("...]") ? SIZE_MAX : max + 1;
+    if (place.ends_with("...]")) return;
+    if (places++ >= words.size() && !place.starts_with('[')) {
+      throw UsageError{place + " is missing; " + usage(command)};
+    }
   }
-  if (count < min || count > max) throw UsageError{usage(command)};
+  if (words.size() > places) {
+    throw UsageError{"'" + words[places] + "' is one word too many; " + usage(command)};
+  }
 }
 
 int runCommand(const Invocation& invocation, Answer& answer) {
@@ -91,9 +95,9 @@ int runCommand(const Invocation& invocation, Answer& answer) {
     return exitSuccess;
   }
   checkOptions(command, invocation.options);
-  checkWords(command, invocation.words.size());
+  checkWords(command, invocation.words);
   if (invocation.has("timeout") && invocation.seconds("timeout") <= 0) {
-    throw UsageError{"--timeout is more than 0"};
+    throw UsageError{"--timeout must be more than 0"};
   }
   return command.run(invocation, answer);
 }
@@ -104,6 +108,7 @@ void finish(const Answer& answer, bool json) {
   } else {
     printJson(answer.json);
   }
+  if (!answer.hint.empty()) say(answer.hint);
 }
 
 /// What is known so far is printed, and then why there is no more.
@@ -138,8 +143,8 @@ int runInvocation(const Invocation& invocation) {
 
 }  // namespace
 
-std::int64_t Invocation::number(const char* option, std::int64_t max) const {
-  return tools::number(text(option), (std::string("--") + option).c_str(), max);
+std::int64_t Invocation::number(const char* option, std::int64_t max, std::int64_t min) const {
+  return tools::number(text(option), (std::string("--") + option).c_str(), max, min);
 }
 
 double Invocation::seconds(const char* option, double max) const {
@@ -165,6 +170,16 @@ Client& Invocation::client() const {
   return *connection;
 }
 
+int refuse(const UsageError& error, bool json) try {
+  if (json) printJson(boost::json::object{{"error", {{"message", error.message}}}});
+  say(error.message);
+  say("try 'oamctl --help'");
+  return exitUsage;
+} catch (const Failure& failure) {
+  say(failure.message);
+  return failure.exitStatus;
+}
+
 int run(const Words& words, Connection& connection, const po::variables_map& common) try {
   if (!words.empty() && words.front() == "complete") {
     print(completions({words.begin() + 1, words.end()}));
@@ -187,9 +202,8 @@ int run(const Words& words, Connection& connection, const po::variables_map& com
   const bool json = options.count("json") != 0;
   return runInvocation({command, std::move(rest), std::move(options), connection, json});
 } catch (const UsageError& error) {
-  say(error.message);
-  say("try 'oamctl --help'");
-  return exitUsage;
+  const bool json = std::find(words.begin(), words.end(), "--json") != words.end();
+  return refuse(error, json || common.count("json") != 0);
 } catch (const Failure& failure) {
   say(failure.message);
   return failure.exitStatus;

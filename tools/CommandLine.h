@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tools/Commands.h"
+#include "tools/ExitStatus.h"
 
 namespace tools {
 
@@ -14,5 +15,8 @@ namespace tools {
 /// words do not have the name of the program. Options of `common` hold where they are not given.
 int run(const Words& words, Connection& connection,
         const boost::program_options::variables_map& common = {});
+
+/// Says what is wrong with words that are not a command; returns the exit status.
+int refuse(const UsageError& error, bool json);
 
 }  // namespace tools

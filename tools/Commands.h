@@ -28,7 +28,7 @@ struct Invocation {
   bool has(const char* option) const { return options.count(option) != 0; }
   /// The value of an option that was given. The last two throw a UsageError.
   const std::string& text(const char* option) const { return options[option].as<std::string>(); }
-  std::int64_t number(const char* option, std::int64_t max) const;
+  std::int64_t number(const char* option, std::int64_t max, std::int64_t min = 0) const;
   double seconds(const char* option, double max = aYear) const;
   /// Connects with --socket and --timeout, unless there is a connection.
   Client& client() const;

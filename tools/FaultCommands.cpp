@@ -86,7 +86,7 @@ int faultAdd(const Invocation& invocation, Answer& answer) {
 
 int faultList(const Invocation& invocation, Answer& answer) {
   const json::object reply = invocation.client().call("faultList", {});
-  Table table({"fault", "of", "record", "does", "hits", "count"});
+  Table table({"fault", "method", "record", "effect", "hits", "count"});
   json::array faults;
   for (const json::value& listed : arrayMember(reply, "faults")) {
     if (!listed.is_object()) nonsense("a fault is not an object");

@@ -51,7 +51,9 @@ std::string keyBlock(const RecordType& type, std::string text) {
 
 json::object keysParameters(const Invocation& invocation, const RecordType& type) {
   const auto sets = keySets(invocation.words, 1);
-  if (sets.size() > 1) throw UsageError{"get-keys takes one key set"};
+  if (sets.size() > 1) {
+    throw UsageError{"get-keys takes one key set, and " + sets[1].front().name + " is there twice"};
+  }
   json::object parameters = queryParameters(invocation, type, sets);
   if (!sets.empty()) parameters["queryKeys"] = parameters["queryKeys"].as_array().front();
   if (invocation.has("after")) {
@@ -167,8 +169,8 @@ int getKeys(const Invocation& invocation, Answer& answer) {
   const bool all = invocation.has("all"), keepsGoing = invocation.has("keep-going");
   if (keepsGoing && !all) throw UsageError{"--keep-going goes with --all"};
   const bool showsProgress = all && ::isatty(STDERR_FILENO) != 0;
-  KeyWalk walk(invocation, type, answer);
   aboutRecord(answer, type);
+  KeyWalk walk(invocation, type, answer);
   try {
     while (walk.nextPage(keepsGoing) && all) {
       if (showsProgress) std::cerr << '\r' << counted(walk.count(), "key set") << std::flush;

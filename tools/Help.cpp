@@ -32,6 +32,19 @@ void addOptions(std::string& text, const std::vector<Option>& options) {
   for (const Option& option : options) addRow(text, spelled(option), option.about);
 }
 
+constexpr const char* whereMoreIs =
+    "\nOptions of every command are in 'oamctl --help', details in oamctl(1).\n";
+
+std::string described(const Command& command) {
+  std::string text = "Usage: oamctl " + synopsis(command) + "\n\n" + command.about + ".\n";
+  text[text.find("\n\n") + 2] = static_cast<char>(std::toupper(command.about[0]));
+  if (!command.options.empty()) {
+    text += "\nOptions:\n";
+    addOptions(text, command.options);
+  }
+  return text;
+}
+
 }  // namespace
 
 const Command& takeCommand(Words& words) {
@@ -50,7 +63,8 @@ const Command& takeCommand(Words& words) {
     }
     if (name.substr(0, blank) == words[0]) further += (further.empty() ? "" : ", ") + name;
   }
-  if (found == nullptr && !further.empty()) throw UsageError{"the command is one of: " + further};
+  if (found == nullptr && !further.empty())
+    throw UsageError{"the command must be one of: " + further};
   if (found == nullptr) {
     throw UsageError{"there is no command " + words[0] + suggestion(words[0], names)};
   }
@@ -60,19 +74,11 @@ const Command& takeCommand(Words& words) {
 
 std::string usage(const Command& command) { return "usage: oamctl " + synopsis(command); }
 
-std::string helpOf(const Command& command) {
-  std::string text = "Usage: oamctl " + synopsis(command) + "\n\n" + command.about + ".\n";
-  text[text.find("\n\n") + 2] = static_cast<char>(std::toupper(command.about[0]));
-  if (!command.options.empty()) {
-    text += "\nOptions:\n";
-    addOptions(text, command.options);
-  }
-  return text + "\nOptions of every command are in 'oamctl --help', details in oamctl(1).\n";
-}
+std::string helpOf(const Command& command) { return described(command) + whereMoreIs; }
 
 std::string helpOfAll() {
   std::string text =
-      "Usage: oamctl [--socket PATH] [--timeout S] [--json] COMMAND\n\n"
+      "Usage: oamctl [--socket PATH] [--timeout S] [--json] [--verbose] COMMAND\n\n"
       "Plays the management framework towards a quorin daemon.\n\nCommands:\n";
   for (const Command& command : commands()) addRow(text, command.name, command.about);
   text +=
@@ -97,10 +103,11 @@ int help(const Invocation& invocation, Answer& answer) {
         if (!std::string(command.name).starts_with(words[0] + " ") && command.name != words[0]) {
           continue;
         }
-        answer.text += (answer.text.empty() ? "" : "\n") + helpOf(command);
+        answer.text += (answer.text.empty() ? "" : "\n") + described(command);
       }
     }
-    if (answer.text.empty()) answer.text = helpOf(takeCommand(words));
+    if (answer.text.empty()) answer.text = described(takeCommand(words));
+    answer.text += whereMoreIs;
   }
   answer.json.clear();
   return exitSuccess;

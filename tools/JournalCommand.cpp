@@ -63,11 +63,7 @@ int journal(const Invocation& invocation, Answer& answer) {
   json::object parameters;
   constexpr std::int64_t mostEntries = 1000;
   if (invocation.has("after")) parameters["after"] = invocation.number("after", INT64_MAX);
-  if (invocation.has("limit")) {
-    const std::int64_t limit = invocation.number("limit", mostEntries);
-    if (limit == 0) throw UsageError{"--limit is a number from 1 to 1000"};
-    parameters["limit"] = limit;
-  }
+  if (invocation.has("limit")) parameters["limit"] = invocation.number("limit", mostEntries, 1);
   if (invocation.has("method")) {
     parameters["method"] = oneOf(daemonMethods(), invocation.text("method"), "--method");
   }

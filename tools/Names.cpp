@@ -55,7 +55,8 @@ std::int64_t numberNamed(const std::string& given, const char* what, const char*
   const std::vector<std::string> names = namesOf(member);
   const auto found = std::find(names.begin(), names.end(), to_lower_copy(given));
   if (found != names.end()) return kind.first + (found - names.begin());
-  throw UsageError{std::string(what) + " is a number or one of: " + listed(names)};
+  throw UsageError{std::string(what) + " must be a number or one of: " + listed(names) + "; not '" +
+                   given + "'"};
 }
 
 std::size_t distance(const std::string& left, const std::string& right) {
@@ -130,7 +131,8 @@ std::string oneOf(const std::vector<std::string>& names, const std::string& word
   for (const std::string& name : names) {
     if (plain(name) == plain(word)) return name;
   }
-  throw UsageError{std::string(what) + " is one of: " + listed(names)};
+  throw UsageError{std::string(what) + " must be one of: " + listed(names) + "; not '" + word +
+                   "'"};
 }
 
 std::string suggestion(const std::string& word, const std::vector<std::string>& names) {
@@ -146,7 +148,7 @@ std::string suggestion(const std::string& word, const std::vector<std::string>& 
       nearest = &name;
     }
   }
-  return nearest == nullptr ? "" : ", did you mean " + *nearest + "?";
+  return nearest == nullptr ? "" : "; did you mean " + *nearest + "?";
 }
 
 std::string listed(const std::vector<std::string>& names) {

@@ -30,7 +30,7 @@ const std::vector<std::string>& notificationMethods();
 /// One of `names`, whatever the case and with or without '-' in between. Throws a UsageError.
 std::string oneOf(const std::vector<std::string>& names, const std::string& word, const char* what);
 
-/// ", did you mean X?" where a name is much like `word`.
+/// "; did you mean X?" where a name is much like `word`.
 std::string suggestion(const std::string& word, const std::vector<std::string>& names);
 
 /// The names with ", " between them.

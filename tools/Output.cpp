@@ -111,8 +111,6 @@ std::string Table::text() const {
   return text;
 }
 
-void Table::print() const { tools::print(text()); }
-
 void Answer::errorString(const json::object& reply) {
   const std::string said = textMember(reply, "errorString");
   if (!said.empty()) line("  error string: " + said);

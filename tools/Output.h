@@ -21,8 +21,6 @@ class Table {
   explicit Table(std::vector<std::string> header);
   void add(const std::vector<std::string>& row);
   std::string text() const;
-  /// To standard output.
-  void print() const;
 
  private:
   std::vector<std::string> header_;
@@ -33,6 +31,7 @@ class Table {
 struct Answer {
   boost::json::object json;  ///< for --json
   std::string text;          ///< for people
+  std::string hint;          ///< for people, on standard error
 
   /// Adds a line.
   void line(std::string_view words) { text += escaped(words) + '\n'; }

@@ -90,7 +90,7 @@ Value valueOf(const Zel::Key<T>& key) {
 }
 
 [[noreturn]] void refuse(const Assignment& assignment, const std::string& expected) {
-  throw UsageError{assignment.name + "=" + assignment.value + ": " + assignment.name + " is " +
+  throw UsageError{assignment.name + "=" + assignment.value + ": " + assignment.name + " must be " +
                    expected};
 }
 
@@ -148,8 +148,8 @@ template <class Owner>
 [[noreturn]] void refuseName(const std::string& name, const std::string& what) {
   std::vector<std::string> names;
   for (const FieldType& field : fieldTypes<Owner>()) names.push_back(field.name);
-  throw UsageError{name + " is not a " + what + suggestion(name, names) + "; it has " +
-                   listed(names)};
+  throw UsageError{name + " is not a " + what + ", which has " + listed(names) +
+                   suggestion(name, names)};
 }
 
 template <class Owner>
@@ -352,8 +352,8 @@ std::optional<std::uint32_t> recordIdIn(const std::string& word) {
 [[noreturn]] void refuseRecord(const std::string& word) {
   std::vector<std::string> names;
   for (const RecordType& type : recordTypes()) names.push_back(type.name);
-  throw UsageError{"there is no record " + word + suggestion(word, names) +
-                   "; 'oamctl records' lists them"};
+  throw UsageError{"there is no record " + word + "; 'oamctl records' lists them" +
+                   suggestion(word, names)};
 }
 
 }  // namespace

@@ -1,8 +1,7 @@
 // oamctl records: the catalogue.
-#include <iostream>
+#include <boost/json/serialize.hpp>
 
 #include "records/MgmtEnums.h"
-#include "tools/Arguments.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
 #include "tools/Output.h"
@@ -71,80 +70,83 @@ json::object catalogueJson() {
           {"severities", enumeration(Zel::severityText, 1)}};
 }
 
-void printFields(const char* heading, const std::vector<FieldType>& fields) {
+void addFields(std::string& text, const char* heading, const std::vector<FieldType>& fields) {
   if (fields.empty()) return;
   Table table({heading, "type", "range"});
   for (const FieldType& field : fields) table.add({field.name, field.type, field.range});
-  table.print();
+  text += table.text();
 }
 
-void printMarkdown(const char* title, const json::array& enumeration) {
-  std::cout << "\n## " << title << "\n\n| number | text |\n|---|---|\n";
+void addMarkdown(std::string& text, const char* title, const json::array& enumeration) {
+  text += std::string("\n## ") + title + "\n\n| number | text |\n|---|---|\n";
   for (const json::value& entry : enumeration) {
-    std::cout << "| " << entry.at("number") << " | " << entry.at("text").as_string().c_str()
-              << " |\n";
+    text += "| " + json::serialize(entry.at("number")) + " | " +
+            entry.at("text").as_string().c_str() + " |\n";
   }
 }
 
 /// The catalogue as docs/records.md shows it at its end.
-void printMarkdown() {
-  std::cout << "## All fields\n\n"
-               "From here on the page is what `oamctl records --markdown` prints.\n\n"
-               "| record | id | made by the framework | fields, in wire order | keys |\n"
-               "|---|---|---|---|---|\n";
+std::string markdown() {
+  std::string text =
+      "## All fields\n\n"
+      "From here on the page is what `oamctl records --markdown` prints.\n\n"
+      "| record | id | made by the framework | fields, in wire order | keys |\n"
+      "|---|---|---|---|---|\n";
   const auto list = [](const std::vector<FieldType>& fields) {
-    std::string text;
+    std::string cell;
     for (const FieldType& field : fields) {
-      text += (text.empty() ? "`" : "; `") + field.name + "` " + field.type;
-      if (!field.range.empty()) text += ", " + field.range;
+      cell += (cell.empty() ? "`" : "; `") + field.name + "` " + field.type;
+      if (!field.range.empty()) cell += ", " + field.range;
     }
-    return text;
+    return cell;
   };
   for (const RecordType& type : recordTypes()) {
-    std::cout << "| " << type.name << " | " << hexId(type.id) << " | "
-              << (type.registered ? "yes" : "no") << " | " << list(type.fields) << " | "
-              << list(type.keys) << " |\n";
+    text += "| " + type.name + " | " + hexId(type.id) + " | " + (type.registered ? "yes" : "no") +
+            " | " + list(type.fields) + " | " + list(type.keys) + " |\n";
   }
-  std::cout << "\n| notification | kind | id |\n|---|---|---|\n";
+  text += "\n| notification | kind | id |\n|---|---|---|\n";
   for (const NotificationType& type : notificationTypes()) {
-    std::cout << "| " << type.name << " | " << type.kind << " | " << hexId(type.id) << " |\n";
+    text += "| " + type.name + " | " + type.kind + " | " + hexId(type.id) + " |\n";
   }
-  printMarkdown("Results", enumeration(Zel::mgmtResultText, 0));
-  printMarkdown("Operations", enumeration(Zel::mgmtOpTypeText, 1));
-  printMarkdown("Apply actions", enumeration(Zel::applyActionText, 0));
-  printMarkdown("Severities", enumeration(Zel::severityText, 1));
+  addMarkdown(text, "Results", enumeration(Zel::mgmtResultText, 0));
+  addMarkdown(text, "Operations", enumeration(Zel::mgmtOpTypeText, 1));
+  addMarkdown(text, "Apply actions", enumeration(Zel::applyActionText, 0));
+  addMarkdown(text, "Severities", enumeration(Zel::severityText, 1));
+  return text;
+}
+
+std::string listing() {
+  Table table({"record", "id", "keys", "made by the framework"});
+  for (const RecordType& type : recordTypes()) {
+    std::string keys;
+    for (const FieldType& key : type.keys) keys += (keys.empty() ? "" : " ") + key.name;
+    table.add(
+        {type.name, hexId(type.id), keys.empty() ? "-" : keys, type.registered ? "yes" : "no"});
+  }
+  return table.text();
 }
 
 }  // namespace
 
 int records(const Invocation& invocation, Answer& answer) {
-  answer.json.clear();
-  if (invocation.has("markdown") && !invocation.words.empty()) {
-    throw UsageError{"--markdown is for the whole catalogue"};
-  }
+  const bool all = invocation.words.empty();
   if (invocation.has("markdown")) {
-    printMarkdown();
-  } else if (invocation.words.empty() && invocation.json) {
-    printJson(catalogueJson());
-  } else if (invocation.words.empty()) {
-    Table table({"record", "id", "keys", "made by the framework"});
-    for (const RecordType& type : recordTypes()) {
-      std::string keys;
-      for (const FieldType& key : type.keys) keys += (keys.empty() ? "" : " ") + key.name;
-      table.add(
-          {type.name, hexId(type.id), keys.empty() ? "-" : keys, type.registered ? "yes" : "no"});
-    }
-    table.print();
+    if (!all) throw UsageError{"--markdown is for the whole catalogue"};
+    answer.json.clear();
+    answer.text = markdown();
+  } else if (all) {
+    answer.json = catalogueJson();
+    answer.text = listing();
   } else {
     const RecordType& type = recordTypeNamed(invocation.words.front());
-    if (invocation.json) {
-      printJson(jsonOf(type));
-    } else {
-      std::cout << title(type) << (type.registered ? "" : ", made only by the daemon itself")
-                << '\n';
-      printFields("field", type.fields);
-      printFields("key", type.keys);
-    }
+    json::object described = jsonOf(type);
+    described.stable_erase("id");
+    described.stable_erase("name");
+    aboutRecord(answer, type);
+    merge(answer, described);
+    answer.line(title(type) + (type.registered ? "" : ", made only by the daemon itself"));
+    addFields(answer.text, "field", type.fields);
+    addFields(answer.text, "key", type.keys);
   }
   return exitSuccess;
 }

@@ -20,7 +20,12 @@ json::array groupsOf(const Words& words, std::size_t first) {
     std::istringstream word(words[i]);
     for (std::string group; std::getline(word, group, ':');) {
       const bool prefixed = group.starts_with("0x") || group.starts_with("0X");
-      groups.emplace_back(prefixed ? group : "0x" + group);
+      const auto parsed = parsedNumber(prefixed ? group : "0x" + group);
+      if (!parsed || *parsed < 0 || *parsed > 0xFFFF) {
+        throw UsageError{"a group must be a hexadecimal number from 0 to ffff, not '" + group +
+                         "'"};
+      }
+      groups.emplace_back(*parsed);
     }
   }
   return groups;

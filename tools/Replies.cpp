@@ -70,9 +70,9 @@ void explainRefusal(const Invocation& invocation, const RecordType& type, const 
   };
   if (std::any_of(groups.begin(), groups.end(), isIt)) return;
   const std::string hint = "the group " + group + " of this record is not registered, only " +
-                           joined(groups) + "; the daemon's option --group has it registered";
+                           joined(groups) + "; the daemon's option --group registers it";
   answer.json["hint"] = hint;
-  say(hint);
+  answer.hint = hint;
 } catch (const Failure&) {
   // The reply itself has come.
 }

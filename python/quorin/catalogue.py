@@ -98,9 +98,9 @@ class FieldType:
             return self._encode_text(owner, value)
         if self.type == "bool":
             if value not in (False, True) or not isinstance(value, int):
-                raise FieldError(owner, self.name, f"is True or False, not {value!r}")
+                raise FieldError(owner, self.name, f"must be True or False, not {value!r}")
         elif not isinstance(value, int) or isinstance(value, bool):
-            raise FieldError(owner, self.name, f"is a number, not {value!r}")
+            raise FieldError(owner, self.name, f"must be a number, not {value!r}")
         try:
             return struct.pack(_FORMATS[self.type], value)
         except struct.error:
@@ -108,15 +108,15 @@ class FieldType:
             signed = self.type.startswith("i")
             low, high = (-1 << bits - 1, (1 << bits - 1) - 1) if signed else (0, (1 << bits) - 1)
             raise FieldError(
-                owner, self.name, f"is a number from {low} to {high}, not {value}"
+                owner, self.name, f"must be a number from {low} to {high}, not {value}"
             ) from None
 
     def _encode_text(self, owner: str, value: Any) -> bytes:
         if not isinstance(value, str):
-            raise FieldError(owner, self.name, f"is a text, not {value!r}")
+            raise FieldError(owner, self.name, f"must be a text, not {value!r}")
         text = value.encode("utf-8", "surrogateescape")
         if len(text) > self.max_length:
-            problem = f"is a text of at most {self.max_length} bytes, not of {len(text)}"
+            problem = f"must be a text of at most {self.max_length} bytes, not of {len(text)}"
             raise FieldError(owner, self.name, problem)
         if 0 in text:
             raise FieldError(owner, self.name, "has a NUL, which would end it")

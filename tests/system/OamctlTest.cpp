@@ -33,7 +33,7 @@ Prov-Labels-Config (0x8010014): Success
 $ clear Prov-Labels-Config
 Prov-Labels-Config (0x8010014): Invalid-Record-Id (14)
   error string: Invalid record id 0x8010014
-oamctl: the group 0x801 of this record is not registered, only 0x111d 0x111e 0x111f; the daemon's option --group has it registered
+oamctl: the group 0x801 of this record is not registered, only 0x111d 0x111e 0x111f; the daemon's option --group registers it
 exit status 1
 $ init-prov-complete
 initial provisioning complete: Success
@@ -46,7 +46,7 @@ $ encode Test3-Stats2 key1=1 key2=* --keys
 $ get 0x12345678
 0x12345678: Invalid-Record-Id (14), 0 records
   error string: Invalid record id 0x12345678
-oamctl: the group 0x1234 of this record is not registered, only 0x111d 0x111e 0x111f; the daemon's option --group has it registered
+oamctl: the group 0x1234 of this record is not registered, only 0x111d 0x111e 0x111f; the daemon's option --group registers it
 exit status 1
 $ get-keys Test3-Stats5 --all
 Test3-Stats5 (0x111f000b): Success, 0 key sets in 1 page
@@ -59,11 +59,11 @@ $ --json set Test3-Action1 --op 7 --apply-action 0x2
 $ call get '{"recordId":"0x111f0003"}'
 {"result":0,"resultText":"Success","errorString":"","records":["111f0003000400000001","111f0003000400020003","111f0003000400040005"]}
 $ get Test3-Stat5
-oamctl: there is no record Test3-Stat5, did you mean Test3-Stats5?; 'oamctl records' lists them
+oamctl: there is no record Test3-Stat5; 'oamctl records' lists them; did you mean Test3-Stats5?
 oamctl: try 'oamctl help get'
 exit status 2
 $ set Test1-Prov3 testField=1
-oamctl: testField is not a field of Test1-Prov3, did you mean testField1?; it has testField1, testField2, testField3, testField4, testField5
+oamctl: testField is not a field of Test1-Prov3, which has testField1, testField2, testField3, testField4, testField5; did you mean testField1?
 oamctl: try 'oamctl help set'
 exit status 2
 )");
