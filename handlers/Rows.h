@@ -4,22 +4,11 @@
 #include <boost/smart_ptr/make_shared.hpp>
 #include <cstddef>
 #include <initializer_list>
-#include <utility>
 
 #include "platform/OamTypes.h"
 #include "records/ValuesOf.h"
 
 namespace handlers {
-
-/// Appends a new record of class `R` for each row of values.
-template <class R>
-void appendRows(Zel::RecordList& records, std::initializer_list<Zel::ValuesOf<R>> rows) {
-  for (const Zel::ValuesOf<R>& values : rows) {
-    auto record = boost::make_shared<R>();
-    values.storeIn(*record);
-    records.push_back(std::move(record));
-  }
-}
 
 /// Appends `count` new records of class `R`, which share one piece of memory, and returns the
 /// first.
@@ -30,6 +19,13 @@ R* appendNew(Zel::RecordList& records, std::size_t count) {
   R* const first = rows.get();
   for (std::size_t i = 0; i < count; ++i) records.emplace_back(rows, first + i);
   return first;
+}
+
+/// Appends a new record of class `R` for each row of values.
+template <class R>
+void appendRows(Zel::RecordList& records, std::initializer_list<Zel::ValuesOf<R>> rows) {
+  R* row = appendNew<R>(records, rows.size());
+  for (const Zel::ValuesOf<R>& values : rows) values.storeIn(*row++);
 }
 
 }  // namespace handlers

@@ -78,7 +78,7 @@ class Baton {
   class Away {
    public:
     Away(Baton& baton, Wake& wake) : baton_(baton), wake_(wake) {
-      baton_.pausing_ = false;
+      if (baton_.pausing_) baton_.pausing_ = false;
       ++baton_.number_;
       if (baton_.mainRests_ && baton_.mainRests_.exchange(false)) wakeMain();
       baton_.mutex_.unlock();

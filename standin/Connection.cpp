@@ -1,6 +1,5 @@
 #include "standin/Connection.h"
 
-#include <malloc.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -70,10 +69,8 @@ ssize_t receive(int socket, char* to, std::size_t room) {
 }
 
 void emptied(std::string& text) {
-  const bool large = text.capacity() >= largeBytes;
   if (text.capacity() > keptBytes) std::string().swap(text);
   text.clear();
-  if (large) ::malloc_trim(0);
 }
 
 rpc::Error tooLong() {

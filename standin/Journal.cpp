@@ -1,36 +1,33 @@
 #include "standin/Journal.h"
 
-#include <sys/time.h>
-
-#include <array>
-#include <cstdio>
-#include <ctime>
 #include <utility>
 
 #include "standin/JsonText.h"
 #include "standin/Limits.h"
+#include "standin/UtcTime.h"
 
 namespace standin {
 namespace {
 
-/// Appends the entry; the text of its outcome and its parameters are given.
-void append(std::string& out, std::uint64_t number, const JournalEntry& entry,
-            std::string_view params, std::string_view outcome, std::string_view value, bool cut) {
-  const auto put = [&](std::string_view text) { return [&out, text] { out += text; }; };
-  ObjectText members(out);
-  members.add("seq", number)
-      .addFrom("time", [&] { (out += '"').append(entry.time) += '"'; })
-      .add("connection", entry.connection);
-  if (!entry.id.empty()) members.addFrom("id", put(entry.id));
-  members.add("method", entry.method)
-      .addFrom("params", put(params))
-      .add("called", entry.called)
-      .add("microseconds", entry.microseconds)
-      .addFrom(outcome, put(value));
-  if (entry.faultId != 0) members.add("faultId", entry.faultId);
-  if (cut) members.add("cut", true);
-  members.end();
-}
+/// Writes the parts of an entry.
+struct Text {
+  std::string& out;
+
+  void add(std::string_view text) { out += text; }
+  void add(std::uint64_t number) { appendNumber(out, static_cast<std::int64_t>(number)); }
+  void add(const timeval& time) { out += utcText(time); }
+};
+
+/// Counts what `Text` would write.
+struct Size {
+  std::size_t bytes = 0;
+
+  void add(std::string_view text) { bytes += text.size(); }
+  void add(std::uint64_t number) {
+    for (++bytes; number >= 10; number /= 10) ++bytes;
+  }
+  void add(const timeval&) { bytes += utcTextBytes; }
+};
 
 /// Leaves out the lists of a reply, whose names nothing else in it can have in quotes.
 std::string withoutLists(std::string_view reply) {
@@ -46,56 +43,91 @@ std::string withoutLists(std::string_view reply) {
 
 }  // namespace
 
-void appendTime(std::string& out) {
-  // The part that changes once a second.
-  thread_local time_t second = -1;
-  thread_local std::array<char, 32> date{};
-  timeval now{};
-  ::gettimeofday(&now, nullptr);
-  if (now.tv_sec != second) {
-    tm parts{};
-    ::gmtime_r(&now.tv_sec, &parts);
-    std::strftime(date.data(), date.size(), "%Y-%m-%dT%H:%M:%S.", &parts);
-    second = now.tv_sec;
+template <typename Out>
+void Journal::put(Out& out, const Kept& entry, std::string_view id, std::string_view params,
+                  std::string_view value) {
+  out.add(R"({"seq":)");
+  out.add(entry.number);
+  out.add(R"(,"time":")");
+  out.add(entry.time);
+  out.add(R"(","connection":)");
+  out.add(entry.connection);
+  if (!id.empty()) {
+    out.add(R"(,"id":)");
+    out.add(id);
   }
-  out += date.data();
-  std::array<char, 7> fraction{'0', '0', '0', '0', '0', '0', 'Z'};
-  for (std::size_t i = 6; i-- != 0; now.tv_usec /= 10) {
-    fraction[i] = static_cast<char>('0' + now.tv_usec % 10);
+  out.add(R"(,"method":")");
+  out.add(entry.method);
+  out.add(R"(","params":)");
+  out.add(params);
+  out.add(entry.called ? std::string_view(R"(,"called":true,"microseconds":)")
+                       : std::string_view(R"(,"called":false,"microseconds":)"));
+  out.add(entry.microseconds);
+  out.add(",\"");
+  out.add(entry.outcome);
+  out.add("\":");
+  out.add(value);
+  if (entry.faultId != 0) {
+    out.add(R"(,"faultId":)");
+    out.add(entry.faultId);
   }
-  out.append(fraction.data(), fraction.size());
+  if (entry.cut) out.add(R"(,"cut":true)");
+  out.add("}");
 }
 
-std::string_view Journal::add(const JournalEntry& entry, std::string_view outcome,
-                              std::string_view value) {
-  const std::uint64_t number = last_ + 1;
-  std::string text;
-  const std::size_t size = entry.params.size() + value.size();
-  if (size < maxJournalEntryBytes) {
-    text.reserve(size + 200);
-    append(text, number, entry, entry.params, outcome, value, false);
+void Journal::add(const JournalEntry& entry, std::string_view outcome, std::string_view value) {
+  Kept kept{.number = last_ + 1,
+            .time = entry.time,
+            .connection = entry.connection,
+            .microseconds = entry.microseconds,
+            .faultId = entry.faultId,
+            .method = entry.method,
+            .outcome = outcome,
+            .recordId = entry.recordId,
+            .called = entry.called,
+            .cut = false,
+            .idBytes = static_cast<std::uint32_t>(entry.id.size()),
+            .paramsBytes = 0,
+            .textBytes = 0,
+            .values = {}};
+  std::string_view params = entry.params;
+  const auto isTooLarge = [&] {
+    Size size;
+    put(size, kept, entry.id, params, value);
+    kept.textBytes = static_cast<std::uint32_t>(size.bytes);
+    return size.bytes > maxJournalEntryBytes;
+  };
+  std::string rest;
+  if (isTooLarge()) {
+    kept.cut = true;
+    value = rest = withoutLists(value);
+    if (isTooLarge()) params = "null";
+    isTooLarge();
   }
-  if (text.empty() || text.size() > maxJournalEntryBytes) {
-    const std::string rest = withoutLists(value);
-    text.clear();
-    append(text, number, entry, entry.params, outcome, rest, true);
-    if (text.size() > maxJournalEntryBytes) {
-      text.clear();
-      append(text, number, entry, "null", outcome, rest, true);
-    }
-  }
-  bytes_ += text.size();
-  kept_.push_back({number, entry.method, entry.recordId, std::move(text)});
-  last_ = number;
+  kept.paramsBytes = static_cast<std::uint32_t>(params.size());
+  kept.values.reserve(entry.id.size() + params.size() + value.size());
+  kept.values.append(entry.id).append(params).append(value);
+  kept_.push_back(std::move(kept));
+  bytes_ += kept_.back().textBytes;
+  ++last_;
   while (kept_.size() > maxJournalEntries || bytes_ > maxJournalBytes) dropOldest();
-  return kept_.back().text;
 }
 
 void Journal::dropOldest() {
-  bytes_ -= kept_.front().text.size();
+  bytes_ -= kept_.front().textBytes;
   kept_.pop_front();
   ++dropped_;
 }
+
+void Journal::append(std::string& out, const Kept& entry) {
+  const std::string_view values = entry.values;
+  const std::string_view outcome = values.substr(entry.idBytes + entry.paramsBytes);
+  Text text{out};
+  put(text, entry, values.substr(0, entry.idBytes), values.substr(entry.idBytes, entry.paramsBytes),
+      outcome);
+}
+
+void Journal::writeNewest(std::string& out) const { append(out, kept_.back()); }
 
 void Journal::write(std::string& out, const Filter& filter) const {
   const auto fits = [&](const Kept& entry) {
@@ -119,7 +151,7 @@ void Journal::write(std::string& out, const Filter& filter) const {
       continue;
     }
     if (written++ != 0) out += ',';
-    out += entry.text;
+    append(out, entry);
   }
   out += ']';
 }

@@ -1,6 +1,8 @@
 // What arrived, and how it was answered.
 #pragma once
 
+#include <sys/time.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -12,7 +14,7 @@ namespace standin {
 
 /// What the journal says of one request.
 struct JournalEntry {
-  std::string time;                       ///< when its turn came, UTC
+  timeval time{};                         ///< when its turn came
   std::uint64_t connection = 0;           ///< 0 for what the API does by itself
   std::string id;                         ///< JSON text; empty where there was none
   std::string_view method;                ///< lives as long as the journal
@@ -23,7 +25,7 @@ struct JournalEntry {
   std::uint64_t faultId = 0;
 };
 
-/// The newest entries, as JSON texts, within bounds. Whoever has the baton.
+/// The newest entries, within bounds. Whoever has the baton.
 class Journal {
  public:
   struct Filter {
@@ -33,11 +35,12 @@ class Journal {
     std::optional<std::uint32_t> recordId;
   };
 
-  /// Puts an entry in and returns its text, which lives until the next call. `outcome` is "reply"
-  /// or "error", `value` its JSON text. Without the memory for it, which is thrown, the journal is
-  /// as before.
-  std::string_view add(const JournalEntry& entry, std::string_view outcome, std::string_view value);
+  /// Puts an entry in. `outcome` is "reply" or "error", and lives as long as the journal; `value`
+  /// is its JSON text. Without the memory for it, which is thrown, the journal is as before.
+  void add(const JournalEntry& entry, std::string_view outcome, std::string_view value);
 
+  /// Appends the entry that was put in last.
+  void writeNewest(std::string& out) const;
   /// Appends the entries that fit, oldest first, as a list.
   void write(std::string& out, const Filter& filter) const;
   /// Returns how many went.
@@ -47,21 +50,29 @@ class Journal {
   std::uint64_t dropped() const { return dropped_; }
 
  private:
+  /// An entry in parts: most are never read, and its text would cost more than all else about it.
   struct Kept {
     std::uint64_t number;
-    std::string_view method;
+    timeval time;
+    std::uint64_t connection, microseconds, faultId;
+    std::string_view method, outcome;
     std::optional<std::uint32_t> recordId;
-    std::string text;
+    bool called;
+    bool cut;
+    std::uint32_t idBytes, paramsBytes;  ///< in `values`
+    std::uint32_t textBytes;             ///< of the text of the entry
+    std::string values;                  ///< id, parameters and outcome, one after the other
   };
 
+  template <typename Out>
+  static void put(Out& out, const Kept& entry, std::string_view id, std::string_view params,
+                  std::string_view value);
+  static void append(std::string& out, const Kept& entry);
   void dropOldest();
 
   std::deque<Kept> kept_;
   std::size_t bytes_ = 0;
   std::uint64_t last_ = 0, dropped_ = 0;
 };
-
-/// The time now, UTC with microseconds.
-void appendTime(std::string& out);
 
 }  // namespace standin

@@ -12,17 +12,6 @@ namespace json = boost::json;
 
 namespace standin {
 
-const JsonValue* JsonValue::member(std::string_view name) const {
-  const JsonValue* found = nullptr;
-  const JsonValue* at = this + 1;
-  for (std::uint32_t i = 0; i < count; ++i) {
-    const JsonValue* value = at + 1;
-    if (at->text == name) found = value;
-    at = value->next();
-  }
-  return found;
-}
-
 std::optional<std::int64_t> JsonValue::integer() const {
   std::int64_t number = 0;
   const char* end = text.data() + text.size();

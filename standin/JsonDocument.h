@@ -25,8 +25,15 @@ struct JsonValue {
   bool is(Kind other) const { return kind == other; }
   /// The value after this one and all that belongs to it.
   const JsonValue* next() const { return this + 1 + inside; }
-  /// The member of this object with the given name, or null; of several, the last.
-  const JsonValue* member(std::string_view name) const;
+  /// Calls `see(name, value)` for each member of this object.
+  template <typename See>
+  void eachMember(See&& see) const {
+    const JsonValue* at = this + 1;
+    for (std::uint32_t i = 0; i < count; ++i) {
+      see(at->text, *(at + 1));
+      at = (at + 1)->next();
+    }
+  }
   /// An integer of 64 bits, or nothing.
   std::optional<std::int64_t> integer() const;
 };

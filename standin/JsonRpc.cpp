@@ -18,21 +18,25 @@ Request readRequest(const JsonValue& value) {
     return request;
   };
   if (!value.is(Kind::object)) return refuse("a request is an object");
-  const JsonValue* id = value.member("id");
+  // Of several with one name, the last.
+  const JsonValue *id = nullptr, *version = nullptr, *method = nullptr;
+  value.eachMember([&](std::string_view name, const JsonValue& member) {
+    if (name == "id") id = &member;
+    if (name == "jsonrpc") version = &member;
+    if (name == "method") method = &member;
+    if (name == "params") request.params = &member;
+  });
   // A number with a fraction or an exponent would not come back as it was sent.
   if (id != nullptr && !id->is(Kind::text) && !id->is(Kind::integer) && !id->is(Kind::null)) {
     return refuse("id must be a string, an integer of 64 bits or null");
   }
   request.wantsReply = id != nullptr;
   request.id = id;
-  const JsonValue* version = value.member("jsonrpc");
   if (version == nullptr || !version->is(Kind::text) || version->text != "2.0") {
     return refuse("jsonrpc must be \"2.0\"");
   }
-  const JsonValue* method = value.member("method");
   if (method == nullptr || !method->is(Kind::text)) return refuse("method must be a string");
   request.method = method->text;
-  request.params = value.member("params");
   if (request.params != nullptr && !request.params->is(Kind::object) &&
       !request.params->is(Kind::list)) {
     return refuse("params must be an object");

@@ -1,6 +1,7 @@
 #include "standin/JsonText.h"
 
 #include <algorithm>
+#include <array>
 #include <boost/json/serialize.hpp>
 #include <charconv>
 
@@ -8,11 +9,19 @@
 
 namespace standin {
 
+namespace {
+
+/// Whether a character stands for itself in quotes.
+constexpr auto isPlain = [] {
+  std::array<bool, 256> plain{};
+  for (std::size_t i = 0x20; i < 0x7F; ++i) plain[i] = i != '"' && i != '\\';
+  return plain;
+}();
+
+}  // namespace
+
 void appendQuoted(std::string& out, std::string_view text) {
-  const bool plain = std::all_of(text.begin(), text.end(), [](unsigned char character) {
-    return character >= 0x20 && character < 0x7F && character != '"' && character != '\\';
-  });
-  if (!plain) {
+  if (!std::all_of(text.begin(), text.end(), [](unsigned char c) { return isPlain[c]; })) {
     out += boost::json::serialize(Zel::validUtf8(text));
     return;
   }

@@ -1,17 +1,16 @@
 // The log library: finished lines go to standard error.
 #include "platform/LogStream.h"
 
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
-#include <ctime>
 #include <string>
 #include <string_view>
 
 #include "standin/LogCapture.h"
 #include "standin/StandardError.h"
+#include "standin/UtcTime.h"
 
 int zelLogLevelThreshold = 2;
 
@@ -29,18 +28,6 @@ LogCapture::~LogCapture() { captured = nullptr; }
 
 namespace Zel {
 namespace {
-
-std::string utcTime() {
-  timeval now{};
-  ::gettimeofday(&now, nullptr);
-  tm parts{};
-  ::gmtime_r(&now.tv_sec, &parts);
-  char seconds[32];
-  std::strftime(seconds, sizeof seconds, "%Y-%m-%dT%H:%M:%S", &parts);
-  char text[64];
-  std::snprintf(text, sizeof text, "%s.%06ldZ", seconds, static_cast<long>(now.tv_usec));
-  return text;
-}
 
 void appendEscape(std::string& out, unsigned char byte) {
   char escape[8];
@@ -90,8 +77,9 @@ void LogStream::done() {
   if (standin::captured != nullptr && standin::captured->empty() && body.starts_with(prefix)) {
     *standin::captured = body.substr(prefix.size());
   }
-  std::string line = standin::journalPriority(level_) + utcTime() + " quorin[" +
-                     std::to_string(::getpid()) + "] L" + std::to_string(level_) + ": ";
+  std::string line = standin::journalPriority(level_) + standin::utcText(standin::timeNow()) +
+                     " quorin[" + std::to_string(::getpid()) + "] L" + std::to_string(level_) +
+                     ": ";
   if (file_ != nullptr) line += std::string(file_) + ":" + std::to_string(line_) + " ";
   if (function_ != nullptr) line += std::string(function_) + " ";
   appendEscaped(line, body);

@@ -357,8 +357,7 @@ Served OamService::changeSubscription(Turn& turn, Parameters& parameters, Count&
   ++count.requests;
   turn.take();
   if (Connection* const connection = turn.connection(); connection != nullptr) {
-    server_.subscribe(*connection, wanted);
-    connection->seesRequests = requests;
+    server_.subscribe(*connection, wanted, requests);
   }
   turn.result([&](std::string& out) {
     ObjectText(out)
@@ -399,8 +398,7 @@ Served OamService::journal(Turn& turn, Parameters& parameters, Count& count) {
     throw rpc::Error{rpc::badParameters,
                      "limit must be an integer from 1 to " + std::to_string(maxJournalPage)};
   }
-  const auto method = methods_.find(filter.method);
-  if (parameters.has("method") && (method == methods_.end() || !method->second.ofDaemon)) {
+  if (parameters.has("method") && !isDaemonMethod(filter.method)) {
     throw rpc::Error{rpc::badParameters, "method must be a method of the daemon"};
   }
   parameters.finish();
@@ -425,11 +423,7 @@ Served OamService::journalClear(Turn& turn, Parameters& parameters, Count& count
 
 Served OamService::faultAdd(Turn& turn, Parameters& parameters, Count& count) {
   const std::uint64_t id = faults_.add(
-      parameters,
-      [this](std::string_view name) {
-        const auto method = methods_.find(name);
-        return method != methods_.end() && method->second.ofDaemon;
-      },
+      parameters, [this](std::string_view name) { return isDaemonMethod(name); },
       [](std::string_view name) {
         return std::find(notificationNames.begin(), notificationNames.end(), name) !=
                notificationNames.end();
@@ -461,8 +455,8 @@ Served OamService::faultRemove(Turn& turn, Parameters& parameters, Count& count)
 void OamService::writeStatus(ObjectText& members, const Turn& turn) const {
   std::string& text = members.text();
   const auto addCounts = [&](ObjectText& counts, std::uint64_t Count::*which) {
-    for (const auto& [name, method] : methods_) {
-      if (method.count.*which != 0) counts.add(name, method.count.*which);
+    for (const Method& method : methods_) {
+      if (method.count.*which != 0) counts.add(method.name, method.count.*which);
     }
   };
   const SocketServer::Counters& counters = server_.counters();

@@ -1,6 +1,5 @@
 #include "standin/OamService.h"
 
-#include <malloc.h>
 #include <poll.h>
 
 #include <algorithm>
@@ -14,12 +13,11 @@
 #include "standin/Replies.h"
 #include "standin/ServiceManager.h"
 #include "standin/StandardError.h"
+#include "standin/UtcTime.h"
 
 namespace standin {
 namespace {
 
-/// Larger blocks of memory are given back at once, whatever has been freed before.
-constexpr int mmapThreshold = 256 * 1024;
 /// A callback that is stopped may take this long before the clients get their answers without it.
 constexpr auto callbackPatience = std::chrono::seconds(1);
 /// While time passes, threads may take so long to come to rest.
@@ -29,26 +27,27 @@ constexpr auto settleTime = std::chrono::seconds(1);
 
 OamService::OamService()
     : server_(*this),
-      methods_{
-          {"get", {&OamService::get, true, {}}},
-          {"getKeys", {&OamService::getKeys, true, {}}},
-          {"set", {&OamService::set, true, {}}},
-          {"notify", {&OamService::notify, true, {}}},
-          {"clear", {&OamService::clear, true, {}}},
-          {"initProvComplete", {&OamService::initProvComplete, true, {}}},
-          {"svcRegInd", {&OamService::svcRegInd, true, {}}},
-          {"svcRegResult", {&OamService::svcRegResult, true, {}}},
-          {"setIndResult", {&OamService::setIndResult, true, {}}},
-          {"subscribe", {&OamService::subscribe, false, {}}},
-          {"unsubscribe", {&OamService::unsubscribe, false, {}}},
-          {"status", {&OamService::status, false, {}}},
-          {"journal", {&OamService::journal, false, {}}},
-          {"journalClear", {&OamService::journalClear, false, {}}},
-          {"advanceTime", {&OamService::advanceTime, false, {}}},
-          {"faultAdd", {&OamService::faultAdd, false, {}}},
-          {"faultList", {&OamService::faultList, false, {}}},
-          {"faultRemove", {&OamService::faultRemove, false, {}}},
-      } {}
+      // In the order in which `status` lists them.
+      methods_{{
+          {"advanceTime", &OamService::advanceTime, false, {}},
+          {"clear", &OamService::clear, true, {}},
+          {"faultAdd", &OamService::faultAdd, false, {}},
+          {"faultList", &OamService::faultList, false, {}},
+          {"faultRemove", &OamService::faultRemove, false, {}},
+          {"get", &OamService::get, true, {}},
+          {"getKeys", &OamService::getKeys, true, {}},
+          {"initProvComplete", &OamService::initProvComplete, true, {}},
+          {"journal", &OamService::journal, false, {}},
+          {"journalClear", &OamService::journalClear, false, {}},
+          {"notify", &OamService::notify, true, {}},
+          {"set", &OamService::set, true, {}},
+          {"setIndResult", &OamService::setIndResult, true, {}},
+          {"status", &OamService::status, false, {}},
+          {"subscribe", &OamService::subscribe, false, {}},
+          {"svcRegInd", &OamService::svcRegInd, true, {}},
+          {"svcRegResult", &OamService::svcRegResult, true, {}},
+          {"unsubscribe", &OamService::unsubscribe, false, {}},
+      }} {}
 
 OamService::~OamService() {
   if (thread_.joinable()) thread_.join();
@@ -66,7 +65,6 @@ bool OamService::start(const Slots& slots) {
     complain(reason);
     return false;
   }
-  ::mallopt(M_MMAP_THRESHOLD, mmapThreshold);
   slots_ = slots;
   if (environment().automatic && slots_.svcRegInd) {
     automatic_.push_back({.what = Automatic::What::registration, .groups = {}});
@@ -155,7 +153,7 @@ template <typename Callback>
 void OamService::callAutomatically(std::string_view method, std::string params,
                                    std::optional<std::uint32_t> recordId, Callback&& callback) {
   JournalEntry entry;
-  appendTime(entry.time);
+  entry.time = timeNow();
   entry.method = method;
   entry.params = std::move(params);
   entry.recordId = recordId;
@@ -174,8 +172,10 @@ void OamService::noteOutcome(unsigned int kind, Zel::MgmtResult result,
 }
 
 void OamService::put(const JournalEntry& entry, std::string_view outcome, std::string_view value) {
-  const std::string_view text = journal_.add(entry, outcome, value);
+  journal_.add(entry, outcome, value);
   if (!server_.someoneSeesRequests()) return;
+  std::string text;
+  journal_.writeNewest(text);
   line_.clear();
   rpc::appendNotification(line_, "request", text);
   server_.distribute(true, [&](Connection& connection) { connection.notify(line_); });
@@ -338,41 +338,50 @@ bool OamService::sendSetInd(const boost::shared_ptr<Zel::Record>& record,
 
 // --- requests -----------------------------------------------------------------------------------
 
+const OamService::Method* OamService::methodOf(std::string_view name) const {
+  const auto found = std::find_if(methods_.begin(), methods_.end(),
+                                  [&](const Method& method) { return method.name == name; });
+  return found == methods_.end() ? nullptr : &*found;
+}
+
+bool OamService::isDaemonMethod(std::string_view name) const {
+  const Method* const method = methodOf(name);
+  return method != nullptr && method->ofDaemon;
+}
+
 Served OamService::serve(Turn& turn, const rpc::Request& request) {
   if (request.error.code != 0) {
     turn.error(request.error);
     return Served::done;
   }
-  const auto method = methods_.find(request.method);
-  if (method == methods_.end()) {
+  const Method* const method = methodOf(request.method);
+  if (method == nullptr) {
     turn.error({rpc::unknownMethod, "there is no method " + rpc::shown(request.method)});
     return Served::done;
   }
-  const Method& found = method->second;
-  if (found.ofDaemon) begin(entryOf(turn), turn, method->first, request);
+  if (method->ofDaemon) begin(entryOf(turn), turn, method->name, request);
   const auto refuse = [&](const rpc::Error& error) {
-    found.ofDaemon ? fail(turn, error) : turn.error(error);
+    method->ofDaemon ? fail(turn, error) : turn.error(error);
   };
   Served served = Served::done;
-  const std::uint64_t before = found.count.requests;
+  const std::uint64_t before = method->count.requests;
   try {
     Parameters parameters(request.params);
-    served = (this->*found.serve)(turn, parameters, found.count);
+    served = (this->*method->serve)(turn, parameters, method->count);
   } catch (const rpc::Error& error) {
-    if (found.count.requests == before) ++found.count.requests;
+    if (method->count.requests == before) ++method->count.requests;
     refuse(error);
   } catch (const std::bad_alloc&) {
     // Without memory for one reply there may well be enough for the next.
     refuse({rpc::internalError, "out of memory"});
   }
-  if (served == Served::done) ++found.count.answered;
+  if (served == Served::done) ++method->count.answered;
   return served;
 }
 
 void OamService::begin(JournalEntry& entry, const Turn& turn, std::string_view method,
                        const rpc::Request& request) {
-  entry.time.clear();
-  appendTime(entry.time);
+  entry.time = timeNow();
   entry.connection = turn.number;
   entry.id = turn.id;
   entry.method = method;

@@ -157,6 +157,7 @@ class OamService final : private RequestHandler, private MainDuty {
   /// Serves a method. False, and nothing done, where it needs a callback and has none.
   using Serve = Served (OamService::*)(Turn& turn, Parameters& parameters, Count& count);
   struct Method {
+    std::string_view name;
     Serve serve;
     bool ofDaemon;  ///< not the API's own
     mutable Count count;
@@ -210,6 +211,8 @@ class OamService final : private RequestHandler, private MainDuty {
     server_.callbackIsBack();
     deliver();
   }
+  const Method* methodOf(std::string_view name) const;
+  bool isDaemonMethod(std::string_view name) const;
   void fail(Turn& turn, const rpc::Error& error);
   template <typename Write>
   void finish(Turn& turn, const Fault* fault, std::string_view member, Write&& write);
@@ -248,7 +251,7 @@ class OamService final : private RequestHandler, private MainDuty {
   Slots slots_;
   Baton baton_;
   SocketServer server_;
-  std::map<std::string, Method, std::less<>> methods_;
+  std::array<Method, 18> methods_;
   std::array<std::uint64_t, notificationCount> notificationCounts_{};
   Journal journal_;
   std::array<JournalEntry, 2> entries_;  ///< of the request in turn: main, callback thread

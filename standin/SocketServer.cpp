@@ -1,5 +1,6 @@
 #include "standin/SocketServer.h"
 
+#include <malloc.h>
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
@@ -23,6 +24,9 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto acceptPause = std::chrono::milliseconds(100);
 constexpr auto shutDownTime = std::chrono::seconds(1);
+/// Milliseconds without an event after which memory goes back to the system. Sooner, one large
+/// reply after another would have all its pages made anew.
+constexpr int restTime = 50;
 /// Turns between two looks at the events.
 constexpr int turnsAtOnce = 256;
 /// A reply is sent ahead of the others when so much is ready.
@@ -110,9 +114,17 @@ int SocketServer::patience() const {
 
 void SocketServer::collect(int milliseconds) {
   std::array<epoll_event, maxConnections + 2> events;
+  const bool maySeeRest = hasWorked_ && milliseconds != 0;
+  if (maySeeRest && (milliseconds < 0 || milliseconds > restTime)) milliseconds = restTime;
   const int count =
       ::epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), milliseconds);
   sawEvents_ = count > 0;
+  if (sawEvents_) {
+    hasWorked_ = true;
+  } else if (maySeeRest) {
+    hasWorked_ = false;
+    ::malloc_trim(0);
+  }
   bool mayAccept = retrying_ && Clock::now() >= retryAccept_;
   if (mayAccept) retrying_ = false;
   for (int i = 0; i < count; ++i) {
@@ -380,14 +392,11 @@ void SocketServer::deliverTo(const Pointer& connection, const std::function<void
   });
 }
 
-bool SocketServer::someoneSeesRequests() const {
-  return std::any_of(connections_.begin(), connections_.end(),
-                     [](const Pointer& connection) { return connection->seesRequests; });
-}
-
-void SocketServer::subscribe(Connection& connection, bool wanted) {
-  if (std::exchange(connection.subscribed, wanted) == wanted) return;
-  wanted ? ++subscribers_ : --subscribers_;
+void SocketServer::subscribe(Connection& connection, bool wanted, bool toRequests) {
+  subscribers_ += std::size_t{wanted} - std::size_t{connection.subscribed};
+  requestSubscribers_ += std::size_t{toRequests} - std::size_t{connection.seesRequests};
+  connection.subscribed = wanted;
+  connection.seesRequests = toRequests;
 }
 
 void SocketServer::cutOff(const Pointer& connection) {
@@ -398,7 +407,7 @@ void SocketServer::cutOff(const Pointer& connection) {
 
 void SocketServer::close(const Pointer& connection) {
   if (connection->closed()) return;
-  subscribe(*connection, false);
+  subscribe(*connection, false, false);
   ::epoll_ctl(epoll_, EPOLL_CTL_DEL, connection->descriptor(), nullptr);
   connection->close();
   const auto place = std::find(connections_.begin(), connections_.end(), connection);

@@ -135,9 +135,9 @@ class SocketServer {
       }
     }
   }
-  void subscribe(Connection& connection, bool wanted);
+  void subscribe(Connection& connection, bool wanted, bool toRequests);
   bool hasSubscribers() const { return subscribers_ != 0; }  ///< from any thread
-  bool someoneSeesRequests() const;
+  bool someoneSeesRequests() const { return requestSubscribers_ != 0; }
 
   /// Takes no further client, and no further byte.
   void takeNoMore();
@@ -184,8 +184,10 @@ class SocketServer {
   std::deque<Orphans> orphans_;
   std::size_t orphanBytes_ = 0;
   bool sawEvents_ = false;    ///< at the last look
+  bool hasWorked_ = false;    ///< since memory went back
   bool orphansWait_ = false;  ///< the next needs a callback, and one is away
   std::atomic<std::size_t> subscribers_{0};
+  std::size_t requestSubscribers_ = 0;
   JsonDocument document_;
   Counters counters_;
 };

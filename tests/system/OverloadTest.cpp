@@ -190,12 +190,12 @@ TEST_F(OverloadTest, ABatchOfLargeRepliesIsMadeAsItIsRead) {
   client->send("[" + batch.substr(1) + "]");
   const auto other = connect();
   for (int round = 0; round < 5; ++round) other->result("status");
-  expectGrowthBelow(16 * 1024, atRest);
+  expectGrowthBelow(24 * 1024, atRest);
   const std::string line = client->readLine();
   std::size_t replies = 0;
   for (std::size_t at = 0; (at = line.find("\"pid\":", at)) != std::string::npos; ++at) ++replies;
   EXPECT_EQ(replies, count);
-  expectGrowthBelow(16 * 1024, atRest);
+  expectGrowthBelow(24 * 1024, atRest);
 }
 
 // A get of many key blocks is refused, and one of as many as there may be answered.
