@@ -86,7 +86,7 @@ std::string nameOf(std::string_view member, std::int64_t number) {
 }
 
 std::string namedText(std::string_view member, std::int64_t number) {
-  const std::string name = nameOf(member, number);
+  std::string name = nameOf(member, number);
   const bool isPlain = member == "result" ? number == 0 : member != "type";
   if (!name.empty() && isPlain) return name;
   if (member == "type") return std::to_string(number);
