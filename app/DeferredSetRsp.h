@@ -19,7 +19,7 @@ class DeferredSetRspMailbox {
     owed_.store({true, testRun, transactionId}, std::memory_order_release);
   }
 
-  /// What is owed, from now on no more; not pending when it is nothing.
+  /// Takes what is owed; not pending when nothing is.
   DeferredSetRsp take() { return owed_.exchange({}, std::memory_order_acquire); }
 
  private:

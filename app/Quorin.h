@@ -3,8 +3,8 @@
 // Three threads meet here, without a lock: the main thread constructs, runs and destroys it; the
 // callback thread of the OAM client API calls the callbacks, one at a time; the simulator thread
 // runs `serverSendEvents`. The members say whose they are. Options are the main thread's until
-// `doRegister` hands them to the callback thread and `startUp` to the simulator thread; then nobody
-// changes them, but for two that say so.
+// `doRegister` hands them to the callback thread and `startUp` to the simulator thread; then only
+// two change, which say so.
 #pragma once
 
 #include <boost/smart_ptr/shared_ptr.hpp>

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The last argument of `doRegister`; its meaning is the API's.
+/// The last argument of `doRegister`; only the API knows what it means.
 constexpr int registerOption = 30;
 
 bool accepted(int result, const char* operation, unsigned int id) {

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Under this number the binary log knows the daemon.
+/// The number of the daemon in the binary log.
 constexpr unsigned int binLogClient = 0x9100;
 
 }  // namespace

@@ -16,7 +16,7 @@ target_compile_options(quorin_options INTERFACE
   -Woverloaded-virtual -Wformat=2 -Wundef
   # GCC 12 sees overlaps in std::string where there are none (its bug 105651).
   $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>
-  # The same bytes wherever the sources lie.
+  # The same bytes in whatever folder the sources are.
   "-ffile-prefix-map=${CMAKE_CURRENT_SOURCE_DIR}=.")
 
 if(QUORIN_SANITIZERS MATCHES thread)

@@ -9,7 +9,7 @@ if(NOT QUORIN_PLATFORM_LIBRARY)
   if(QUORIN_PLATFORM_INCLUDE)
     message(FATAL_ERROR "QUORIN_PLATFORM_INCLUDE needs a QUORIN_PLATFORM_LIBRARY: headers without their library")
   endif()
-  # What the program is linked anew for, beside the daemon.
+  # Besides the daemon, the program is linked again when these change.
   set(platform_inputs standin)
   return()
 endif()

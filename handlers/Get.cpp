@@ -117,8 +117,8 @@ void walkTest3Stats9(std::uint32_t key1, std::uint16_t sfn, std::uint16_t sf, st
   }
 }
 
-// Without a query key a walk from the first position, with one a walk from there, with more their
-// rows.
+// Without a query key a walk from the first position, with one a walk from there, with more a row
+// each.
 bool appendTest3Stats9(const RecordKeysList& queryKeys, std::uint16_t batchSize,
                        const Tables& tables, RecordList& records) {
   if (queryKeys.empty()) walkTest3Stats9(0, 0, 0, batchSize, tables, records);

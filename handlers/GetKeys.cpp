@@ -31,11 +31,11 @@ void appendKeys(std::uint32_t key1, std::uint32_t key2, RecordKeysList& list) {
   list.push_back(std::move(keys));
 }
 
-// Each wildcard key counts on from (`key1`, `key2`), to `bound` at the most.
+// Each wildcard key counts on from (`key1`, `key2`), at most to `bound`.
 template <class Keys>
 void walk(const Keys& query, std::uint32_t key1, std::uint32_t key2, std::uint32_t bound,
           const KeyRequest& request) {
-  // A batch of no size is the whole key space, which makes it the last.
+  // A batch without a size is the whole key space, so it is the last.
   const std::uint32_t limit = request.batchSize == 0 ? bound : request.batchSize;
   request.lastBatch = request.batchSize == 0;
   for (std::uint32_t produced = 0; produced < limit; ++produced) {

@@ -5,7 +5,7 @@
 
 namespace {
 
-// The outcomes to which the daemon reacts, by their kind.
+// The kinds of outcomes to which the daemon reacts.
 constexpr unsigned int svcRegIndOutcome = 12;
 constexpr unsigned int svcRegSetUpdateOutcome = 14;
 

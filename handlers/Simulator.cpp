@@ -79,8 +79,8 @@ boost::shared_ptr<R> made(const ValuesOf<R>& values) {
   return record;
 }
 
-// Pauses; false when the process is stopping, and nothing more is to be sent. What was sent last is
-// kept meanwhile.
+// Pauses; false when the process is stopping, and nothing more is to be sent. What was sent last
+// lives through the pause.
 bool pauseFor(unsigned int seconds) {
   sleepSeconds(seconds);
   return !Process::instance()->exiting();
@@ -141,8 +141,7 @@ bool sendOwed(DeferredSetRspMailbox& deferredSetRsp) {
 
 }  // namespace
 
-// Each step pauses after what it sends, the last one before, and is false when the process is
-// stopping.
+// Each step sends and then pauses, only the last pauses first; false when the process is stopping.
 void Quorin::serverSendEvents() {
   logLine(ZEL_LOG_TRACE, "serverSendEvents started");
   sleepSeconds(initialPause);

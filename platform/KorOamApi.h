@@ -14,7 +14,7 @@
 /// - A record given to a callback is never null; a query key may be. A callback may throw
 ///   std::bad_alloc, and nothing else.
 /// - The API copies the functions it is given, and reads the factory maps (records/Factories.h),
-///   which are complete when `doRegister` is called and do not change afterwards.
+///   which are complete when `doRegister` is called and do not change after that.
 /// - The send operations may be called from any thread, also while a callback runs and from
 ///   within one, until the process object is gone; they neither wait for an answer nor throw.
 ///   They return 0, or a negative number when nothing was sent. What was sent lives at least until

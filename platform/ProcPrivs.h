@@ -17,8 +17,8 @@ class ProcPrivs {
   void setUser(const char* user);
   void setGroup(const char* group);
 
-  /// Switches the whole process, for good: afterwards nothing of the start privileges is left
-  /// and they cannot be taken back. Returns 0 on success, else an errno value; after a failure
+  /// Switches the whole process for good: none of the start privileges is left, and they cannot
+  /// be taken back. Returns 0 on success, else an errno value; after a failure
   /// the process may be left half-way and must end.
   int applyPrivileges();
 

@@ -5,8 +5,8 @@
 
 namespace Zel {
 
-/// `Size` characters in the object itself, the last of them always NUL for whoever reads. Writers
-/// use `data()` and keep that. The second argument belongs to the platform; the system uses
+/// `Size` characters in the object itself, the last of them always NUL. Writers use `data()` and
+/// keep that. The second argument belongs to the platform; the system uses
 /// `SafeStringT<256, false>` only.
 template <std::size_t Size, bool Option>
 class SafeStringT {

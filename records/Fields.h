@@ -1,4 +1,4 @@
-// Field lists: how the members of a record reach the wire, its checks, and whoever asks by name.
+// Field lists: how the members of a record reach the wire, its checks, and access by name.
 //
 // A record or key class lists its members once, in wire order:
 //

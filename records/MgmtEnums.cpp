@@ -33,7 +33,7 @@ constexpr const char* applyActionTexts[] = {"no-action-required", "disable-requi
 constexpr const char* severityTexts[] = {"Critical", "Major",         "Minor",
                                          "Warning",  "Indeterminate", "Cleared"};
 
-// `value` and `first` are unsigned: what lies below the table wraps and is outside it as well.
+// `value` and `first` are unsigned: a value below the table wraps, and so is outside it, too.
 template <std::size_t Count>
 const char* textOf(const char* const (&texts)[Count], std::uint32_t value, std::uint32_t first) {
   const std::uint32_t index = value - first;

@@ -3,7 +3,7 @@
 namespace Zel {
 namespace {
 
-// 0 for bytes that are none.
+// 0 for bytes that are not UTF-8.
 std::size_t utf8SequenceLength(std::string_view text) {
   const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   const unsigned char lead = byte(0);

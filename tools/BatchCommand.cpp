@@ -11,7 +11,7 @@ namespace po = boost::program_options;
 namespace tools {
 namespace {
 
-/// What holds for every line.
+/// The options that every line inherits.
 po::variables_map inherited(const Invocation& invocation) {
   po::variables_map common;
   for (const Option& option : commonOptions()) {
@@ -61,7 +61,7 @@ int batch(const Invocation& invocation, Answer& answer) {
     if (!invocation.json) print("$ " + escaped(line) + '\n');
     const int status = runLine(line, invocation, common);
     if (first == exitSuccess) first = status;
-    // Without output or a daemon, no other can be of use.
+    // Without output or a daemon, the rest cannot succeed.
     if (status == exitNoOutput || status == exitNoDaemon) break;
     if (status != exitSuccess && !invocation.has("keep-going")) break;
   }

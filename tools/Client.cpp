@@ -89,7 +89,7 @@ void Client::lost(const std::string& doing) const {
 }
 
 std::optional<json::object> Client::readMessage(const std::string& doing) {
-  // In pieces: std::getline knows no limit.
+  // In pieces: std::getline has no limit.
   for (char piece[4096];;) {
     stream_.clear();
     stream_.get(piece, sizeof piece, '\n');
@@ -155,7 +155,7 @@ std::optional<json::object> Client::nextNotification(Deadline end) {
     stream_.clear();
     stream_.expires_at(end);
     auto message = readMessage("waiting for notifications");
-    // Replies to calls that were given up are of no interest.
+    // Replies to calls that were given up are skipped.
     if (!message || message->contains("method") || !message->contains("id")) return message;
   }
 }

@@ -40,13 +40,13 @@ struct Option {
   const char* about;
 };
 
-/// From this come the help, the usage line, the check of the words and the completion; the manual
-/// page is held against it.
+/// The help, the usage line, the check of the words and the completion come from this; a test
+/// compares the manual page with it.
 struct Command {
   const char* name;    ///< one word, or two
   const char* places;  ///< the words after it; those in brackets may be left out
   const char* about;
-  std::vector<Option> options;  ///< beside those of all
+  std::vector<Option> options;  ///< those of all commands are not here
   /// Fills the answer as it goes, and returns the exit status; throws UsageError or Failure.
   int (*run)(const Invocation&, Answer& answer);
 };

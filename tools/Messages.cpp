@@ -16,7 +16,7 @@ namespace {
 
 const json::object noMembers;
 
-/// The block beside what `decode` makes of its bytes.
+/// The block, and what `decode` makes of its bytes.
 template <typename Decode>
 json::object beside(const json::value& block, Decode&& decode) {
   json::object shown{{"block", block}};
@@ -38,7 +38,7 @@ json::object beside(const json::value& block, Decode&& decode) {
   return shown;
 }
 
-/// What a message says of its record: without an id or with one that nobody knows, no type.
+/// The record that a message names; no type without an id, or with an unknown one.
 struct Subject {
   const RecordType* type = nullptr;
   bool wildcardAllowed = false;
@@ -133,7 +133,7 @@ const json::object& objectIn(const json::object& object, const char* name) {
   return member != nullptr && member->is_object() ? member->get_object() : noMembers;
 }
 
-/// `name=value`, with a blank in front; nothing for what other members say better.
+/// `name=value`, with a blank in front; empty for what other members say better.
 std::string memberText(const json::object& members, const std::string& name,
                        const json::value& value) {
   if (name == "fields" && value.is_object()) {

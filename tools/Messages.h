@@ -14,14 +14,14 @@
 
 namespace tools {
 
-/// A block beside its fields: `block`, and `fields`, `bytesAfter` where there are any, and
+/// A block with its fields: `block`, and `fields`, `bytesAfter` where there are any, and
 /// `problem` where it does not read.
 boost::json::object decodedRecord(const RecordType& type, const boost::json::value& block);
 boost::json::object decodedKeys(const RecordType& type, const boost::json::value& block,
                                 bool wildcardAllowed);
 
-/// The members of a request, a reply or a notification, with every block beside its fields, the
-/// name beside the id of a record, and a text beside every number that has a name.
+/// The members of a request, a reply or a notification, with the fields of every block,
+/// the name of every record, and a text for every number that has a name.
 boost::json::object decoded(const boost::json::object& message);
 /// The same of a reply to `request`, which says what record it is about.
 boost::json::object decodedReply(const boost::json::object& request,

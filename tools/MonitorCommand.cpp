@@ -56,7 +56,7 @@ int monitor(const Invocation& invocation, Answer& answer) {
   for (std::uint64_t seen = 0; seen < wanted; ++seen) {
     const auto message = client.nextNotification(end);
     if (!message) {
-      // Without --count or --until, the time is the plan.
+      // Without --count or --until, the time is all that was asked for.
       if (untilOne) throw Failure{exitTimedOut, "no " + last + " came in time"};
       if (!invocation.has("count")) return exitSuccess;
       throw Failure{exitTimedOut, std::to_string(seen) + " of " + std::to_string(wanted) +

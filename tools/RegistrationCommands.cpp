@@ -57,7 +57,7 @@ int setIndResult(const Invocation& invocation, Answer& answer) {
   } catch (Failure& failure) {
     if (failure.code != 0 && boolMember(client.call("status", {}), "auto")) {
       failure.message +=
-          "; this daemon's set indications are answered at once, by themselves: "
+          "; this daemon's platform answers set indications by itself; "
           "KOR_OAM_AUTO=0 leaves them to you";
     }
     throw;

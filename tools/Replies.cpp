@@ -74,7 +74,7 @@ void explainRefusal(const Invocation& invocation, const RecordType& type, const 
   answer.json["hint"] = hint;
   answer.hint = hint;
 } catch (const Failure&) {
-  // The reply itself has come.
+  // The reply itself has come; only the hint is missing.
 }
 
 }  // namespace tools

@@ -24,7 +24,7 @@ std::string joined(const boost::json::array& values);
 
 /// Names the record in the answer.
 void aboutRecord(Answer& answer, const RecordType& type);
-/// Adds the members of a reply to the answer, where they stand beside what is there.
+/// Adds the members of a reply to the answer.
 void merge(Answer& answer, const boost::json::object& members);
 
 /// Fills the answer with a reply that holds a result and perhaps an error string; returns the exit

@@ -95,7 +95,7 @@ int waitForDaemon(const Invocation& invocation, Answer& answer) {
       merge(answer, reply);
       return exitSuccess;
     } catch (const Failure& failure) {
-      // A daemon that is there and does not answer has taken all the time.
+      // A daemon that does not answer has used up the time.
       if (failure.exitStatus != exitNoDaemon) throw;
       invocation.connection.reset();
       if (std::chrono::steady_clock::now() + betweenTries >= end) {

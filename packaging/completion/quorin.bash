@@ -1,5 +1,5 @@
 # Completion of quorin in bash. The daemon shows its help to root and "apps" only, so that its
-# options stand here; a test compares.
+# options are listed here; a test compares.
 
 _quorin() {
   local word=${COMP_WORDS[COMP_CWORD]} option

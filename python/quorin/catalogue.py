@@ -33,7 +33,7 @@ _FORMATS = {"u8": ">B", "u16": ">H", "u32": ">I", "u64": ">Q", "i16": ">h", "boo
 class Record(dict[str, Any]):
     """The fields of a block by name, in wire order; it equals a plain dict of the same fields.
 
-    A notification has `time` in UTC, and `severity` or `alarmSet`, ahead of its fields.
+    A notification has `time` in UTC, and `severity` or `alarmSet`, before its fields.
     """
 
     def __init__(

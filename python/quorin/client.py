@@ -77,8 +77,8 @@ class Fault:
 class Client:
     """One connection to the socket at `path`.
 
-    Records are named by name or id, fields and keys by a mapping of names to values; raw blocks of
-    `bytes` do in their place. `path` is, when left out, KOR_OAM_SOCKET or /run/quorin/oam.sock.
+    Records are named by name or id, fields and keys by a mapping of names to values; raw blocks
+    are `bytes`. `path` is by default KOR_OAM_SOCKET, else /run/quorin/oam.sock.
     `timeout`, in seconds, bounds the wait for each reply and notification, and may be changed.
     """
 
@@ -223,7 +223,7 @@ class Client:
         return Reply(self.call("clear", recordId=_id(record)))
 
     def init_prov_complete(self) -> Reply:
-        """Tells the daemon that the initial provisioning is through."""
+        """Tells the daemon that the initial provisioning is complete."""
         return Reply(self.call("initProvComplete"))
 
     def svc_reg_ind(self) -> Reply:
@@ -282,10 +282,10 @@ class Client:
             shown = "".join(f" {name}={value!r}" for name, value in members.items())
             self._read(f"notification {method or 'of any kind'}{shown}", deadline)
 
-    # What the platform stand-in offers beside its management requests.
+    # What the platform stand-in offers besides its management requests.
 
     def status(self) -> Params:
-        """How the daemon is doing, as the socket has it. A reply is a daemon that is ready."""
+        """How the daemon is doing, as the socket has it. A daemon that replies is ready."""
         return self.call("status")
 
     def journal(
@@ -310,11 +310,11 @@ class Client:
         return Journal(self.call("journal", **params))
 
     def journal_clear(self) -> int:
-        """Empties the journal; returns how many entries went."""
+        """Empties the journal; returns how many entries it had."""
         return int(self.call("journalClear")["cleared"])
 
     def advance(self, seconds: float) -> Advance:
-        """Time passes for the pauses of the daemon; what it sends meanwhile is there afterwards."""
+        """Time passes for the pauses of the daemon; what it sends in that time is there when this returns."""
         return Advance(self.call("advanceTime", seconds=seconds))
 
     def fault(
@@ -354,7 +354,7 @@ class Client:
         return Fault(self, int(self.call("faultAdd", **given)["faultId"]))
 
     def fault_list(self) -> list[Params]:
-        """All faults that were not removed, as the socket has them."""
+        """All faults that are not removed, as the socket has them."""
         faults: list[Params] = self.call("faultList")["faults"]
         return faults
 
@@ -365,7 +365,7 @@ class Client:
     # Messages.
 
     def call(self, method: str, /, **params: Any) -> Params:
-        """Any request as it stands, and its `result`. Raises RequestError, NoReply."""
+        """Any request as it is, and its `result`. Raises RequestError, NoReply."""
         return self.send(method, **params).reply()
 
     def send(self, method: str, /, **params: Any) -> Request:
