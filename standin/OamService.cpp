@@ -1,5 +1,6 @@
 #include "standin/OamService.h"
 
+#include <malloc.h>
 #include <poll.h>
 
 #include <algorithm>
@@ -65,6 +66,8 @@ bool OamService::start(const Slots& slots) {
     complain(reason);
     return false;
   }
+  // What is free at the end of another arena would never go back to the system.
+  ::mallopt(M_ARENA_MAX, 1);
   slots_ = slots;
   if (environment().automatic && slots_.svcRegInd) {
     automatic_.push_back({.what = Automatic::What::registration, .groups = {}});
