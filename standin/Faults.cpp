@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/OamTypes.h"
 #include "records/Hex.h"
 #include "standin/JsonRpc.h"
 #include "standin/Limits.h"
@@ -44,6 +45,10 @@ std::uint64_t Faults::add(Parameters& parameters, const Known& isMethod,
   }
   if (parameters.has("result")) fault.result = parameters.result("result");
   if (parameters.has("errorString")) fault.errorString = parameters.text("errorString", "");
+  constexpr std::size_t most = Zel::ErrorString::size() - 1;
+  if (fault.errorString && fault.errorString->size() > most) {
+    refuse("errorString must hold at most " + std::to_string(most) + " bytes");
+  }
   int actions = 0;
   if (given(parameters, "drop")) ++actions, fault.action = Fault::Action::drop;
   if (given(parameters, "disconnect")) ++actions, fault.action = Fault::Action::disconnect;

@@ -86,27 +86,29 @@ void Journal::add(const JournalEntry& entry, std::string_view outcome, std::stri
             .recordId = entry.recordId,
             .called = entry.called,
             .cut = false,
-            .idBytes = static_cast<std::uint32_t>(entry.id.size()),
+            .idBytes = 0,
             .paramsBytes = 0,
             .textBytes = 0,
             .values = {}};
-  std::string_view params = entry.params;
+  std::string_view id = entry.id, params = entry.params;
   const auto isTooLarge = [&] {
     Size size;
-    put(size, kept, entry.id, params, value);
+    put(size, kept, id, params, value);
     kept.textBytes = static_cast<std::uint32_t>(size.bytes);
     return size.bytes > maxJournalEntryBytes;
   };
   std::string rest;
-  if (isTooLarge()) {
+  // What is left then is always small.
+  for (int step = 0; isTooLarge() && step < 3; ++step) {
     kept.cut = true;
-    value = rest = withoutLists(value);
-    if (isTooLarge()) params = "null";
-    isTooLarge();
+    if (step == 0) value = rest = withoutLists(value);
+    if (step == 1) params = "null";
+    if (step == 2) id = {};
   }
+  kept.idBytes = static_cast<std::uint32_t>(id.size());
   kept.paramsBytes = static_cast<std::uint32_t>(params.size());
-  kept.values.reserve(entry.id.size() + params.size() + value.size());
-  kept.values.append(entry.id).append(params).append(value);
+  kept.values.reserve(id.size() + params.size() + value.size());
+  kept.values.append(id).append(params).append(value);
   kept_.push_back(std::move(kept));
   bytes_ += kept_.back().textBytes;
   ++last_;

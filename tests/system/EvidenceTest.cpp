@@ -66,13 +66,24 @@ TEST_F(EvidenceTest, TheJournalIsBoundedAndSaysWhatItLost) {
   EXPECT_EQ(large[0].at("cut"), true);
   EXPECT_FALSE(large[0].at("reply").as_object().contains("records"));
   EXPECT_TRUE(large[0].at("params").is_object());
+  // An id is no way around the bound, nor is the error string of a fault.
+  client->result("subscribe", R"({"requests":true})");
+  client->send(R"({"jsonrpc":"2.0","method":"clear","params":{"recordId":1},"id":")" +
+               std::string(1'048'000, 'x') + "\"}");
+  EXPECT_FALSE(client->readObject().at("params").as_object().contains("id"));
+  EXPECT_GT(client->readLine().size(), 1'048'000U);
+  client->result("subscribe");
+  client->request(1, "faultAdd",
+                  R"({"method":"get","result":1,"errorString":")" + std::string(256, 'x') + "\"}");
+  EXPECT_EQ(client->readObject().at("error").at("message"),
+            "errorString must hold at most 255 bytes");
   // By number, then by bytes.
   std::string requests;
   for (int i = 0; i < 5000; ++i) requests += request(i, "clear", stats5) + "\n";
   client->sendBytes(requests);
   for (int i = 0; i < 5000; ++i) client->readLine();
   EXPECT_TRUE(matches(client->result("journal", R"({"limit":1})"),
-                      json::parse(R"({"last":5004,"dropped":908})")));
+                      json::parse(R"({"last":5005,"dropped":909})")));
   const std::string padding(60'000, 'x');
   for (int i = 0; i < 20; ++i) {
     client->result("set",
