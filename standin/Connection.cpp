@@ -107,9 +107,8 @@ void Connection::end(int descriptor, bool kernelRefusesDescriptors) {
 }
 
 Connection::Read Connection::read() {
-  const std::size_t waiting = input_.size() - begin_;
-  if (begin_ != 0 && begin_ >= waiting) {
-    waiting == 0 ? emptied(input_) : static_cast<void>(input_.erase(0, begin_));
+  if (begin_ != 0 && begin_ >= input_.size() - begin_) {
+    input_.erase(0, begin_);
     searched_ -= std::min(searched_, begin_);
     if (lineEnd_ != none) lineEnd_ -= begin_;
     element_ -= std::min(element_, begin_);
@@ -220,6 +219,10 @@ void Connection::takeRequest() {
 
 void Connection::endRequest() {
   if (inBatch_ && lastOfBatch_) finishBatch();
+  emptied(turnId);
+  if (inBatch_ || begin_ != input_.size()) return;
+  emptied(input_);
+  begin_ = searched_ = element_ = 0;
 }
 
 void Connection::finishBatch() {
@@ -301,8 +304,14 @@ std::size_t Connection::sendable() {
 void Connection::hold(Time time) {
   if (inBatch_ && !streaming_) {
     batchHold_ = std::max(batchHold_, time);
+    return;
+  }
+  const std::uint64_t from = sentBefore_ + outgoing_.size();
+  // One for each place, however much is held back there that is then dropped.
+  if (holds_.empty() || holds_.back().from != from) {
+    holds_.push_back({from, time});
   } else {
-    holds_.push_back({sentBefore_ + outgoing_.size(), time});
+    holds_.back().until = std::max(holds_.back().until, time);
   }
 }
 

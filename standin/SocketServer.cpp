@@ -123,6 +123,7 @@ void SocketServer::collect(int milliseconds) {
     hasWorked_ = true;
   } else if (maySeeRest) {
     hasWorked_ = false;
+    document_ = {};
     ::malloc_trim(0);
   }
   bool mayAccept = retrying_ && Clock::now() >= retryAccept_;

@@ -107,7 +107,8 @@ TEST(PrivilegesTest, ThereIsNoWayBack) {
 }
 
 TEST(PrivilegesTest, AnAccountThatIsRootIsRefused) {
-  for (const auto& [user, group] : {std::pair{"root", "root"}, {"root", "apps"}, {"apps", "root"}}) {
+  for (const auto& [user, group] :
+       {std::pair{"root", "root"}, {"root", "apps"}, {"apps", "root"}}) {
     Zel::ProcPrivs privileges;
     privileges.setUser(user);
     privileges.setGroup(group);
