@@ -26,10 +26,10 @@ class ReadinessTest : public SystemTest {
   /// Starts a process that does `registration` when it is asked for its service registration. There
   /// is one API in a process.
   void serve(const KorOamApi::SvcRegIndFunction& registration) {
-    ::setenv("KOR_OAM_SOCKET", socketPath.c_str(), 1);
-    ::setenv("NOTIFY_SOCKET", path("notify").c_str(), 1);
     child_ = ::fork();
     if (child_ != 0) return;
+    ::setenv("KOR_OAM_SOCKET", socketPath.c_str(), 1);
+    ::setenv("NOTIFY_SOCKET", path("notify").c_str(), 1);
     char name[] = "quorin";
     char* arguments[] = {name, nullptr};
     Zel::Process process(1, arguments, 0, {});
@@ -37,7 +37,7 @@ class ReadinessTest : public SystemTest {
         process.isGood() && KorOamApi::instance().good &&
         KorOamApi::instance().doRegister({}, {}, {}, {}, {}, {}, {}, {}, registration, {}, {}, {},
                                          {}, {}, 0) == 0;
-    std::_Exit(registered ? process() : 1);
+    std::exit(registered ? process() : 1);
   }
 
   int exitStatus() {
