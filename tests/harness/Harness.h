@@ -174,7 +174,8 @@ class SystemTest : public testing::Test {
   /// notification.
   void converse(const std::string& script);
   /// Runs oamctl for each line that begins with `$ `, and expects what follows it until the
-  /// next, standard output before standard error; `exit status N` at the end where that is not 0.
+  /// next, standard output before standard error, with TIME for a time and `N us` for a duration;
+  /// `exit status N` at the end where that is not 0.
   void expectTranscript(const std::string& script);
 
  private:

@@ -5,10 +5,12 @@ comment, up to a colon. One whose name begins with test_ is for pytest, and pass
 after another are all that it prints. What is only shown is indented.
 """
 
+import os
 import re
 import shlex
 import socket
 import sys
+import textwrap
 
 import pytest
 from conftest import SOURCES, run
@@ -50,6 +52,19 @@ def test_an_example_does_what_its_page_says(name, tmp_path):
     assert status == 0, out + err
     if not name.startswith("test_"):
         assert (out, err) == (output, "")
+
+
+RECIPES = re.findall(r"(?:^    .*\n)+", (SOURCES / "docs/recipes.md").read_text(), re.M)
+
+
+@pytest.mark.parametrize("recipe", RECIPES)
+@pytest.mark.quorin("--send-deferred-set-rsp", clock="manual")
+def test_a_recipe_works(quorin_daemon, recipe, tmp_path):
+    waiting = ">out & until grep -q deferred out; do sleep 0.1; done\n"
+    script = textwrap.dedent(recipe).replace("--requests", "--requests --for 0").replace("&\n", waiting)
+    told = run("sh", "-ec", script + "wait $!", cwd=tmp_path,
+               env=os.environ | {"KOR_OAM_SOCKET": quorin_daemon.path})  # fmt: skip
+    assert told[0] == ("0x12345678" in recipe), told
 
 
 SECTION = re.compile(r"^## (\S+) \(0x[0-9a-f]+\)\n(.*?)(?=^## )", re.M | re.S)

@@ -76,6 +76,55 @@ exit status 2
   EXPECT_EQ(json::serialize(keys[99].at("fields")), R"({"key1":100,"key2":7})");
 }
 
+TEST_F(OamctlTest, TheJournalTimeAndFaultsAreShownAndTaken) {
+  start("--group 111f --event-sim 1", "KOR_OAM_CLOCK=manual");
+  expectTranscript(R"(
+$ fault add get --record Test3-Stats5 --result 12 --error-string no
+fault 1 added
+$ fault add svcRegInd --notification --duplicate --count 2
+fault 2 added
+$ --json fault add getKeys --delay 0.25 --blocks flip
+{"command":"fault add","faultId":3}
+$ get Test3-Stats5
+Test3-Stats5 (0x111f000b): Not-Permitted (12), 0 records
+  error string: no
+exit status 1
+$ fault list
+  fault   of          record         does                                       hits   count
+      1   get         Test3-Stats5   errorString=no result=Not-Permitted (12)      1   any
+      2   svcRegInd   any            duplicate=true                                0   2
+      3   getKeys     any            blocks=flip delayMilliseconds=250             0   any
+$ fault remove 1
+1 fault removed
+$ fault remove 9
+0 faults removed
+oamctl: there is no fault 9
+exit status 1
+$ --json fault list
+{"command":"fault list","faults":[{"faultId":2,"hits":0,"notification":"svcRegInd","count":2,"duplicate":true},{"faultId":3,"hits":0,"method":"getKeys","delayMilliseconds":250,"blocks":"flip"}]}
+$ --json fault remove
+{"command":"fault remove","removed":2}
+$ fault list
+no faults
+$ advance 12.5
+1 pause ended
+$ --json advance 100
+{"command":"advance","ended":3,"settled":true}
+$ journal --after 2
+3  TIME  by itself: svcRegResult kind=14 result=Success groups=none
+   -> result=Success after N us
+4  TIME  connection 5, id 1: get Test3-Stats5
+   -> result=Not-Permitted (12) errorString=no records=none, not called, fault 1
+2 entries shown; the newest is 4, 0 dropped since the start
+$ --json journal --limit 3 --method get --record Test3-Stats5
+{"command":"journal","entries":[{"seq":4,"time":"TIME","connection":5,"id":1,"method":"get","params":{"recordId":"0x111f000b","record":"Test3-Stats5"},"called":false,"microseconds":0,"reply":{"result":12,"resultText":"Not-Permitted","errorString":"no","records":[]},"faultId":1}],"last":4,"dropped":0}
+$ journal --clear
+cleared 4 entries
+$ --json journal
+{"command":"journal","entries":[],"last":4,"dropped":0}
+)");
+}
+
 TEST_F(OamctlTest, GetReadsEveryRecordOfTheDaemon) {
   const std::pair<std::string, std::string> cases[] = {
       {"Test2-Stats1", "[{0,1}]"},
@@ -113,7 +162,9 @@ TEST_F(OamctlTest, FailuresAreToldApartByTheExitStatus) {
       {0, "monitor --for 0.1"}};
   const std::pair<int, std::string> scripts[] = {{6, "records >/dev/full"},
                                                  {6, "--json status >/dev/full"},
-                                                 {1, "batch <" + path("lines") + " >/dev/null"}};
+                                                 {1, "batch <" + path("lines") + " >/dev/null"},
+                                                 {0, "fault add get --blocks truncate"},
+                                                 {5, "get Test3-Action1"}};
   for (const auto& [status, script] : scripts) {
     const auto program = launch("sh -c '" OAMCTL_PROGRAM " " + script + "'");
     EXPECT_EQ(program->wait().status, status) << script << program->err();
