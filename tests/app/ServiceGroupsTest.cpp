@@ -57,8 +57,7 @@ TEST_F(ServiceGroupsTest, SendsTheGroupsOfTheOption) {
   };
   for (const auto& one : cases) {
     SCOPED_TRACE(testing::PrintToString(one.options));
-    daemon.reset();
-    platform().reset();
+    startOver();
     make(one.options);
     ASSERT_TRUE(daemon->isGood());
     EXPECT_EQ(registration(), Texts{one.sent});
@@ -85,8 +84,7 @@ TEST_F(ServiceGroupsTest, SendsTheSetUpdateValuesWithTheKindOfTheLast) {
   };
   for (const auto& one : cases) {
     SCOPED_TRACE(testing::PrintToString(one.options));
-    daemon.reset();
-    platform().reset();
+    startOver();
     make(one.options);
     ASSERT_TRUE(daemon->isGood());
     EXPECT_EQ(setUpdate(), Texts{one.sent});
@@ -129,8 +127,7 @@ TEST_F(ServiceGroupsTest, RefusesBadValuesAndRegistersNothing) {
   };
   for (const auto& one : cases) {
     SCOPED_TRACE(std::string(one.option) + " " + one.value);
-    daemon.reset();
-    platform().reset();
+    startOver();
     scripted::StandardOutput output;
     Texts arguments{one.option, one.value};
     arguments.insert(arguments.end(), one.more.begin(), one.more.end());

@@ -92,8 +92,7 @@ TEST_F(StartUpTest, ADuplicateCreatorStopsTheRegistrationWhereItIs) {
   std::size_t before = 0;
   for (const auto& [id, kind] : order) {
     SCOPED_TRACE(id);
-    daemon.reset();
-    platform().reset();
+    startOver();
     switch (kind) {
       case record:
         Zel::RecordFactory::registerFunc(id, {});
@@ -134,14 +133,11 @@ TEST_F(StartUpTest, ReadsNoOptionWhenTheProcessIsNotGood) {
 
 TEST_F(StartUpTest, RegistersACreatorForEachRecordOfTheFactory) {
   make();
-  std::vector<unsigned int> records, keys;
   for (const auto& [id, create] : Zel::RecordFactory::funcMap()) {
-    records.push_back(id);
     EXPECT_EQ(create()->id, id);
     EXPECT_NE(create(), create()) << id;
   }
   for (const auto& [id, create] : Zel::RecordFactory::keysFuncMap()) {
-    keys.push_back(id);
     EXPECT_EQ(create(true)->id, id);
     EXPECT_TRUE(create(true)->wildcardAllowed);
     EXPECT_FALSE(create(false)->wildcardAllowed);
@@ -155,12 +151,8 @@ TEST_F(StartUpTest, RegistersACreatorForEachRecordOfTheFactory) {
   const auto& createUpdate = Zel::RecordUpdateEventFactory::funcMap().at(0x111D0002);
   EXPECT_EQ(createUpdate()->id, 0x111D0002u);
   EXPECT_NE(createUpdate(), createUpdate());
-  EXPECT_EQ(records, (std::vector<unsigned int>{
-                         0x08010014, 0x111D0002, 0x111D0004, 0x111E0001, 0x111E0002, 0x111F0001,
-                         0x111F0002, 0x111F0003, 0x111F0004, 0x111F0005, 0x111F0006, 0x111F0007,
-                         0x111F0009, 0x111F000A, 0x111F000D, 0x111F000E, 0x111F0010}));
-  EXPECT_EQ(keys, (std::vector<unsigned int>{0x111F0005, 0x111F0006, 0x111F0007, 0x111F000D,
-                                             0x111F000E}));
+  EXPECT_EQ(Zel::RecordFactory::funcMap().size(), 17u);
+  EXPECT_EQ(Zel::RecordFactory::keysFuncMap().size(), 5u);
 }
 
 /// Which slots are filled, a digit each.
@@ -194,8 +186,7 @@ TEST_F(StartUpTest, FillsTheSlotsThatTheOmitOptionsLeave) {
   };
   for (const auto& one : cases) {
     SCOPED_TRACE(testing::PrintToString(one.options));
-    daemon.reset();
-    platform().reset();
+    startOver();
     make(one.options);
     EXPECT_TRUE(daemon->isGood());
     EXPECT_EQ(filledSlots(), one.filled);

@@ -18,8 +18,12 @@ namespace scripted {
 
 class DaemonTest : public testing::Test {
  protected:
-  DaemonTest() { platform().reset(); }
+  DaemonTest() { startOver(); }
 
+  void startOver() {
+    daemon.reset();
+    platform().reset();
+  }
   /// Makes the daemon with a command line.
   void make(std::vector<std::string> arguments = {}) {
     commandLine_.emplace(std::move(arguments));

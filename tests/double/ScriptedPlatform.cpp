@@ -43,16 +43,7 @@ Platform& platform() {
 }
 
 void Platform::reset() {
-  privilegeError = 0;
-  processGood = true;
-  apiGood = true;
-  doRegisterResult = 0;
-  sendFails = false;
-  mainLoopResult = 0;
-  duringRegistration = nullptr;
-  calls.clear();
-  slots = Slots();
-  pauses.clear();
+  static_cast<Script&>(*this) = {};
   zelLogLevelThreshold = 2;
   Zel::RecordFactory::funcMap().clear();
   Zel::RecordFactory::keysFuncMap().clear();

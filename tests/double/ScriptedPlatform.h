@@ -71,12 +71,8 @@ struct Slots {
   int option = 0;
 };
 
-/// One exists. `reset` makes it as new, the factories included; no daemon object may exist then.
-/// The thread that called `reset` is the test's thread, which plays the callback thread as well.
-class Platform {
- public:
-  void reset();
-
+/// What a test says, and what only its own thread sees.
+struct Script {
   // Faults, to be set before the daemon is made.
   int privilegeError = 0;
   bool processGood = true;
@@ -93,6 +89,13 @@ class Platform {
   Slots slots;
   /// Pauses of the test's thread, which return at once.
   std::vector<unsigned int> pauses;
+};
+
+/// One exists. `reset` makes it as new, the factories included; no daemon object may exist then.
+/// The thread that called `reset` is the test's thread, which plays the callback thread as well.
+class Platform : public Script {
+ public:
+  void reset();
 
   std::vector<LogLine> log();
   /// The texts logged at `level`; the log is empty afterwards.

@@ -55,8 +55,8 @@ TEST_F(GetKeysTest, WalksTheKeySpaceOfTheQuery) {
   const auto both8 = pairKeys<Stats8>(0, 0, true, 2, 1);
   const auto first8 = pairKeys<Stats8>(0, 5, true, 255);
   const auto both2 = pairKeys<Stats2>(0, 0, true, 2, 1);
+  const auto stats2 = 0x111F0005u, stats7 = 0x111F000Du, stats8 = 0x111F000Eu;
   const struct {
-    const char* name;
     unsigned int recordId;
     boost::shared_ptr<RecordKeys> query;
     unsigned short batchSize;
@@ -65,94 +65,35 @@ TEST_F(GetKeysTest, WalksTheKeySpaceOfTheQuery) {
     Pair first, last;
     bool lastBatch;
   } cases[] = {
-      {"all", 0x111F000D, both7, 0, nullptr, 40, {1, 1}, {40, 40}, true},
-      {"all at once", 0x111F000E, both8, 40, nullptr, 40, {1, 1}, {40, 40}, true},
-      {"one short", 0x111F000E, both8, 39, nullptr, 39, {1, 1}, {39, 39}, false},
-      {"first page", 0x111F000E, first8, 10, nullptr, 10, {1, 5}, {10, 5}, false},
-      {"next page", 0x111F000E, first8, 10, pairKeys<Stats8>(10, 5), 10, {11, 5}, {20, 5}, false},
-      {"last page", 0x111F000E, first8, 10, pairKeys<Stats8>(39, 5), 1, {40, 5}, {40, 5}, true},
-      {"fixed key of the query",
-       0x111F000E,
-       first8,
-       2,
-       pairKeys<Stats8>(3, 9),
-       2,
-       {4, 5},
-       {5, 5},
-       false},
-      {"resumed without a size",
-       0x111F000E,
-       first8,
-       0,
-       pairKeys<Stats8>(30, 5),
-       10,
-       {31, 5},
-       {40, 5},
-       true},
-      {"after the end",
-       0x111F000D,
-       both7,
-       3,
-       pairKeys<Stats7>(50, 60),
-       1,
-       {51, 61},
-       {51, 61},
-       true},
-      {"bound on a fixed key",
-       0x111F000D,
-       pairKeys<Stats7>(45, 0, true, 0, 2),
-       9,
-       nullptr,
-       1,
-       {45, 1},
-       {45, 1},
-       true},
-      {"bound met by a fixed key",
-       0x111F000E,
-       pairKeys<Stats8>(0, 40, true, 1),
-       9,
-       nullptr,
-       1,
-       {1, 40},
-       {1, 40},
-       true},
-      {"larger bound", 0x111F0005, both2, 150, nullptr, 100, {1, 1}, {100, 100}, true},
-      {"page of it", 0x111F0005, both2, 30, nullptr, 30, {1, 1}, {30, 30}, false},
-      {"all of it", 0x111F0005, both2, 0, nullptr, 100, {1, 1}, {100, 100}, true},
-      {"no wildcard",
-       0x111F0005,
-       pairKeys<Stats2>(7, 200, true),
-       9,
-       nullptr,
-       1,
-       {7, 200},
-       {7, 200},
-       true},
-      {"no wildcard, no size",
-       0x111F000D,
-       pairKeys<Stats7>(7, 8),
-       0,
-       nullptr,
-       1,
-       {7, 8},
-       {7, 8},
-       true},
-      {"wildcards not allowed",
-       0x111F000E,
-       pairKeys<Stats8>(7, 8, false, 1, 1),
-       9,
-       nullptr,
-       1,
-       {7, 8},
-       {7, 8},
-       true},
+      {stats7, both7, 0, nullptr, 40, {1, 1}, {40, 40}, true},
+      {stats8, both8, 40, nullptr, 40, {1, 1}, {40, 40}, true},
+      {stats8, both8, 39, nullptr, 39, {1, 1}, {39, 39}, false},
+      {stats8, first8, 10, nullptr, 10, {1, 5}, {10, 5}, false},
+      {stats8, first8, 10, pairKeys<Stats8>(10, 5), 10, {11, 5}, {20, 5}, false},
+      {stats8, first8, 10, pairKeys<Stats8>(39, 5), 1, {40, 5}, {40, 5}, true},
+      // The fixed key is the query's.
+      {stats8, first8, 2, pairKeys<Stats8>(3, 9), 2, {4, 5}, {5, 5}, false},
+      {stats8, first8, 0, pairKeys<Stats8>(30, 5), 10, {31, 5}, {40, 5}, true},
+      // From after the end.
+      {stats7, both7, 3, pairKeys<Stats7>(50, 60), 1, {51, 61}, {51, 61}, true},
+      // The bound holds for fixed keys, too.
+      {stats7, pairKeys<Stats7>(45, 0, true, 0, 2), 9, nullptr, 1, {45, 1}, {45, 1}, true},
+      {stats8, pairKeys<Stats8>(0, 40, true, 1), 9, nullptr, 1, {1, 40}, {1, 40}, true},
+      // That of this one is larger.
+      {stats2, both2, 150, nullptr, 100, {1, 1}, {100, 100}, true},
+      {stats2, both2, 30, nullptr, 30, {1, 1}, {30, 30}, false},
+      {stats2, both2, 0, nullptr, 100, {1, 1}, {100, 100}, true},
+      // No wildcard, or none that is allowed.
+      {stats2, pairKeys<Stats2>(7, 200, true), 9, nullptr, 1, {7, 200}, {7, 200}, true},
+      {stats7, pairKeys<Stats7>(7, 8), 0, nullptr, 1, {7, 8}, {7, 8}, true},
+      {stats8, pairKeys<Stats8>(7, 8, false, 1, 1), 9, nullptr, 1, {7, 8}, {7, 8}, true},
   };
   for (const auto& one : cases) {
-    SCOPED_TRACE(one.name);
+    SCOPED_TRACE(&one - cases);
     for (const bool before : {false, true}) {
-      const auto pageOf = one.recordId == 0x111F0005   ? &page<Stats2>
-                          : one.recordId == 0x111F000D ? &page<Stats7>
-                                                       : &page<Stats8>;
+      const auto pageOf = one.recordId == stats2   ? &page<Stats2>
+                          : one.recordId == stats7 ? &page<Stats7>
+                                                   : &page<Stats8>;
       const Page result = pageOf(one.recordId, one.query, one.batchSize, one.lastSent, before);
       EXPECT_EQ(result.result, 0);
       ASSERT_EQ(result.keys.size(), one.count);

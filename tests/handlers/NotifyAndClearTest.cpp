@@ -130,8 +130,7 @@ TEST_F(NotifyAndClearTest, ClearAnswersLikeTheOtherHandlers) {
 TEST_F(NotifyAndClearTest, TheEndOfTheInitialProvisioningSaysSoUnlessQuiet) {
   zelLogLevelThreshold = 5;
   for (const bool quiet : {false, true}) {
-    daemon.reset();
-    platform().reset();
+    startOver();
     zelLogLevelThreshold = 5;
     make(quiet ? Texts{"--quiet", "--sleep-time", "3"} : Texts{"--sleep-time", "3"});
     platform().takeLog(5);

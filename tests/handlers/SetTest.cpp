@@ -232,8 +232,7 @@ TEST_F(SetTest, PrintsTheRecordsThatItEchoesUnlessQuiet) {
   makeRegistered();
   for (const auto& record : printed) EXPECT_EQ(linesOf(record), 4) << record->recordName();
   for (const auto& record : silent) EXPECT_EQ(linesOf(record), 1) << record->recordName();
-  daemon.reset();
-  platform().reset();
+  startOver();
   makeRegistered({"--quiet"});
   for (const auto& record : printed) EXPECT_EQ(linesOf(record), 1) << record->recordName();
 }

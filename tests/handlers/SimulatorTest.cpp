@@ -53,39 +53,11 @@ TEST_F(SimulatorTest, SendsTheOneShotSequenceOnceAndEnds) {
   const struct {
     int opType;
     const char* payload;
-  } steps[] = {{4,
-                "000100030100"
-                "37004d03"},
-               {4,
-                "000100030100"
-                "37005801"},
-               {3,
-                "000100030100"
-                "37005802"},
-               {1,
-                "000100030100"
-                "37004d04"},
-               {1,
-                "000100030100"
-                "37005805"},
-               {2,
-                "000100030100"
-                "37005805"},
-               {3,
-                "000100030100"
-                "37005805"},
-               {4,
-                "000200040100"
-                "0600080a"},
-               {1,
-                "000200040100"
-                "06000802"},
-               {2,
-                "000200040100"
-                "42005802"},
-               {3,
-                "000200040100"
-                "42005804"}};
+  } steps[] = {
+      {4, "00010003010037004d03"}, {4, "00010003010037005801"}, {3, "00010003010037005802"},
+      {1, "00010003010037004d04"}, {1, "00010003010037005805"}, {2, "00010003010037005805"},
+      {3, "00010003010037005805"}, {4, "0002000401000600080a"}, {1, "00020004010006000802"},
+      {2, "00020004010042005802"}, {3, "00020004010042005804"}};
   ASSERT_EQ(sent.size(), 11u);
   for (std::size_t i = 0; i < sent.size(); ++i) {
     EXPECT_EQ(sent[i],
@@ -112,8 +84,7 @@ TEST_F(SimulatorTest, SendsTheOneShotSequenceOnceAndEnds) {
 TEST_F(SimulatorTest, SendsEachKindInItsOrderWithinAPassWhetherOrNotItArrives) {
   for (const bool fails : {false, true}) {
     SCOPED_TRACE(fails);
-    daemon.reset();
-    platform().reset();
+    startOver();
     scripted::StandardOutput output;
     makeRegistered({"--event-sim", "15", "--set-ind", "--send-deferred-set-rsp", "--error-string",
                     "forced", "--mgmt-result", "5"});
@@ -149,8 +120,7 @@ TEST_F(SimulatorTest, KeepsThePeriodAndTheCycleOfEachKind) {
         setInd("111d0003", 0, 2), setInd("111d0003", 1, 2)}},
   };
   for (const auto& one : cases) {
-    daemon.reset();
-    platform().reset();
+    startOver();
     makeRegistered({"--event-sim", one.bit});
     const SentList sent = sentWithin(5 + 30 * (one.expected.size() - 1));
     ASSERT_EQ(sent.size(), one.expected.size());

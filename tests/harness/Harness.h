@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <boost/asio/io_context.hpp>
@@ -22,6 +23,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/harness/PrivateFolder.h"
+
 namespace harness {
 
 namespace json = boost::json;
@@ -36,6 +39,9 @@ constexpr std::chrono::seconds longest{40};
 bool eventually(const std::function<bool()>& condition);
 
 std::string fileContent(const std::string& path);
+
+/// Of the file at the end of all links; zeros where there is none.
+struct stat statusOf(const std::string& path);
 
 /// The pieces of a text between separators.
 Strings split(const std::string& text, char separator);
@@ -148,11 +154,9 @@ class ServiceManager {
 /// Owns a private directory that the daemon may use, and one daemon in it.
 class SystemTest : public testing::Test {
  protected:
-  SystemTest();
-  ~SystemTest() override;
   void SetUp() override;
 
-  std::string path(const std::string& name) const { return directory_ + "/" + name; }
+  std::string path(const std::string& name) const { return folder_.path(name); }
   std::unique_ptr<Client> connect() const;
 
   /// Starts a daemon, in place of an earlier one, and connects to it.
@@ -179,11 +183,11 @@ class SystemTest : public testing::Test {
   void expectTranscript(const std::string& script);
 
  private:
-  std::string directory_;
+  const PrivateFolder folder_;
   int processes_ = 0;
 
  protected:
-  const std::string socketPath;
+  const std::string socketPath = folder_.socketPath();
   /// Of every process that is launched from now on.
   Refusals refusals;
   std::unique_ptr<Process> daemon;

@@ -30,7 +30,8 @@ class PrivateFolder {
   PrivateFolder(const PrivateFolder&) = delete;
   PrivateFolder& operator=(const PrivateFolder&) = delete;
 
-  std::string socketPath() const { return path_ / "oam.sock"; }
+  std::string path(const std::string& name) const { return path_ / name; }
+  std::string socketPath() const { return path("oam.sock"); }
 
  private:
   std::filesystem::path path_;

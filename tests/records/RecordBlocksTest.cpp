@@ -110,11 +110,7 @@ TEST_F(RecordBlocksTest, AreCheckedFieldByFieldAgainstTheRanges) {
 
 TEST_F(RecordBlocksTest, KeepTheBadValueAndLeaveTheFieldsBehindItAlone) {
   std::vector<std::uint8_t> block = *fromHex(
-      "111f0006"
-      "000c"
-      "0400"
-      "0001"
-      "00000001"
+      "111f0006000c0400000100000001"
       "00000001");
   SerialStream stream = blockReader(block);
   RecordTest3Stats3 record;

@@ -67,11 +67,6 @@ class FaultsTest : public SystemTest {
     ::sendmsg(by.descriptor(), &message, MSG_NOSIGNAL);
   }
 
-  static mode_t statusOf(const std::string& file) {
-    struct stat status {};
-    return ::stat(file.c_str(), &status) == 0 ? status.st_mode : 0;
-  }
-
   void expectStop() {
     daemon->signal(SIGTERM);
     EXPECT_EQ(daemon->wait().status, 0);
@@ -342,7 +337,8 @@ TEST_F(FaultsTest, StreamsThatAreClosedAreNobodyElses) {
     for (const int stream : {0, 1, 2}) {
       const std::string link =
           "/proc/" + std::to_string(daemon->pid()) + "/fd/" + std::to_string(stream);
-      EXPECT_TRUE(S_ISCHR(statusOf(link)) || S_ISREG(statusOf(link))) << streams << stream;
+      const mode_t mode = statusOf(link).st_mode;
+      EXPECT_TRUE(S_ISCHR(mode) || S_ISREG(mode)) << streams << stream;
     }
     expectStop();
   }
@@ -417,12 +413,7 @@ TEST_F(FaultsTest, OthersAreRefusedByTheKernel) {
   // A member of the group may.
   EXPECT_EQ(launch("setpriv --reuid=65534 --regid=apps --clear-groups " + command)->wait().status,
             0);
-  const struct stat lock = [&] {
-    struct stat status {};
-    ::stat((socketPath + ".lock").c_str(), &status);
-    return status;
-  }();
-  EXPECT_EQ(lock.st_mode, S_IFREG | 0600U);
+  EXPECT_EQ(statusOf(socketPath + ".lock").st_mode, S_IFREG | 0600U);
 }
 
 }  // namespace

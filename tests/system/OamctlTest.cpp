@@ -90,7 +90,7 @@ Test3-Stats5 (0x111f000b): Not-Permitted (12), 0 records
   error string: no
 exit status 1
 $ fault list
-  fault   of          record         does                                       hits   count
+  fault   method      record         effect                                     hits   count
       1   get         Test3-Stats5   errorString=no result=Not-Permitted (12)      1   any
       2   svcRegInd   any            duplicate=true                                0   2
       3   getKeys     any            blocks=flip delayMilliseconds=250             0   any

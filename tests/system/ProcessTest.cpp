@@ -11,14 +11,7 @@ using namespace harness;
 
 namespace {
 
-class ProcessTest : public SystemTest {
- protected:
-  struct stat statusOf(const std::string& file) {
-    struct stat status {};
-    if (::lstat(file.c_str(), &status) != 0) status.st_nlink = 0;
-    return status;
-  }
-};
+class ProcessTest : public SystemTest {};
 
 TEST_F(ProcessTest, RunsAsAppsWithoutSupplementaryGroups) {
   if (::getuid() != 0) GTEST_SKIP() << "needs root";

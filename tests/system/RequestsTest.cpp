@@ -28,6 +28,8 @@ TEST_F(RequestsTest, GetKeysGoesOnBehindTheLastSentKeys) {
   "errorString":"Invalid query key for record id 0x111f000e"})");
   converse(query + lastSent + R"("0000"} -> {"result":11,"errorString":"~does not read"})");
   converse(R"(getKeys {"recordId":"0x111f0004"} -> {"result":0,"keys":[],"lastBatch":false})");
+  converse("getKeys {\"recordId\":\"0x111f000e\",\"queryKeys\":" + key("0002") +
+           page(key("0002"), "true"));
 }
 
 TEST_F(RequestsTest, ChangesReachTheDaemonAndUnreadableBlocksDoNot) {
