@@ -32,6 +32,14 @@ using Protocol = boost::asio::local::stream_protocol;
 using Clock = std::chrono::steady_clock;
 using Strings = std::vector<std::string>;
 
+/// A sanitizer makes the daemon many times slower, keeps what is freed, and needs terabytes of
+/// addresses.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool sanitized = true;
+#else
+constexpr bool sanitized = false;
+#endif
+
 /// Under a sanitizer on a loaded machine a step may take this long.
 constexpr std::chrono::seconds longest{40};
 
