@@ -1,9 +1,10 @@
 // The program from its entry to its end, on the scripted platform.
+#include <algorithm>
 #include <boost/make_shared.hpp>
 
 #include "Daemon.h"
 #include "app/Run.h"
-#include "catalogue/ProvisioningRecords.h"
+#include "catalogue/Catalogue.h"
 #include "records/Factories.h"
 #include "records/Notifications.h"
 
@@ -76,19 +77,44 @@ TEST_F(StartUpTest, RegistersNoCreatorWhenTheApiIsNotGood) {
   EXPECT_TRUE(Zel::RecordFactory::funcMap().empty());
 }
 
+enum Kind { record, keys, event, update };
+
+struct Step {
+  unsigned int id;
+  Kind kind = record;
+  bool operator==(const Step&) const = default;
+};
+
+constexpr Step inOrder[] = {{0x111D0002},       {0x111D0004}, {0x111E0001},       {0x111E0002},
+                            {0x111F0003},       {0x111F0004}, {0x111F0010},       {0x111F0001},
+                            {0x111F0002},       {0x111F0009}, {0x111F000A},       {0x111F0005},
+                            {0x111F0005, keys}, {0x111F0006}, {0x111F0006, keys}, {0x111F000D},
+                            {0x111F000D, keys}, {0x111F000E}, {0x111F000E, keys}, {0x111F0007},
+                            {0x111F0007, keys}, {0x08010014}};
+constexpr unsigned int madeByTheDaemonAlone[] = {0x111D0003, 0x111F0008, 0x111F000B, 0x111F000C};
+
+/// A record that is not above joins without a line here: its golden row has its id.
+bool isAdded(const Step& step) {
+  return !std::ranges::count(inOrder, step.id, &Step::id) &&
+         !std::ranges::count(madeByTheDaemonAlone, step.id);
+}
+
+/// The creators of records and key sets, as the table of the catalogue has them.
+std::vector<Step> creatorsOfTheTable() {
+  std::vector<Step> steps;
+  Zel::catalogue::every(Zel::catalogue::Records{}, [&]<class R>() {
+    if (Zel::catalogue::Registered<R>) steps.push_back({R::recordId});
+    if (Zel::catalogue::Keyed<R>) steps.push_back({R::recordId, keys});
+    return true;
+  });
+  return steps;
+}
+
 TEST_F(StartUpTest, ADuplicateCreatorStopsTheRegistrationWhereItIs) {
-  enum Kind { record, keys, event, update };
-  struct Step {
-    unsigned int id;
-    Kind kind = record;
-  };
-  const Step order[] = {
-      {0x111D0002},       {0x111D0004}, {0x111E0001},        {0x111E0002},
-      {0x111F0003},       {0x111F0004}, {0x111F0010},        {0x111F0001},
-      {0x111F0002},       {0x111F0009}, {0x111F000A},        {0x111F0005},
-      {0x111F0005, keys}, {0x111F0006}, {0x111F0006, keys},  {0x111F000D},
-      {0x111F000D, keys}, {0x111F000E}, {0x111F000E, keys},  {0x111F0007},
-      {0x111F0007, keys}, {0x08010014}, {0x111D0001, event}, {0x111D0002, update}};
+  std::vector<Step> order = creatorsOfTheTable(), known = order;
+  std::erase_if(known, isAdded);
+  EXPECT_TRUE(std::ranges::equal(known, inOrder));
+  order.insert(order.end(), {{0x111D0001, event}, {0x111D0002, update}});
   std::size_t before = 0;
   for (const auto& [id, kind] : order) {
     SCOPED_TRACE(id);
@@ -151,8 +177,12 @@ TEST_F(StartUpTest, RegistersACreatorForEachRecordOfTheFactory) {
   const auto& createUpdate = Zel::RecordUpdateEventFactory::funcMap().at(0x111D0002);
   EXPECT_EQ(createUpdate()->id, 0x111D0002u);
   EXPECT_NE(createUpdate(), createUpdate());
-  EXPECT_EQ(Zel::RecordFactory::funcMap().size(), 17u);
-  EXPECT_EQ(Zel::RecordFactory::keysFuncMap().size(), 5u);
+  const auto count = [](Kind kind) {
+    const std::vector<Step> steps = creatorsOfTheTable();
+    return static_cast<std::size_t>(std::ranges::count(steps, kind, &Step::kind));
+  };
+  EXPECT_EQ(Zel::RecordFactory::funcMap().size(), count(record));
+  EXPECT_EQ(Zel::RecordFactory::keysFuncMap().size(), count(keys));
 }
 
 /// Which slots are filled, a digit each.

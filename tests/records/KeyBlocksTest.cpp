@@ -58,13 +58,16 @@ void everyBlock(Visit&& visit) {
   catalogue::every(catalogue::Records{}, [&]<class R>() {
     if constexpr (catalogue::Keyed<R>) {
       std::istringstream lines(table);
+      int count = 0;
       for (std::string line; std::getline(lines, line);) {
         const Texts words = blocks::words(line);
         if (words[0].find(R::nameText) == std::string::npos) continue;
+        ++count;
         SCOPED_TRACE(R::nameText + line);
         const KeyBlock block(words);
         visit(typename R::Keys(block.markers), block, R());
       }
+      EXPECT_NE(count, 0) << "no row has the keys of " << R::nameText;
     }
     return true;
   });
