@@ -33,10 +33,12 @@ class ReadinessTest : public SystemTest {
     char name[] = "quorin";
     char* arguments[] = {name, nullptr};
     Zel::Process process(1, arguments, 0, {});
+    const auto accepted = [&] {
+      return KorOamApi::instance().doRegister({}, {}, {}, {}, {}, {}, {}, {}, registration, {}, {},
+                                              {}, {}, {}, 0) == 0;
+    };
     const bool registered =
-        process.isGood() && KorOamApi::instance().good &&
-        KorOamApi::instance().doRegister({}, {}, {}, {}, {}, {}, {}, {}, registration, {}, {}, {},
-                                         {}, {}, 0) == 0;
+        process.isGood() && KorOamApi::instance().good && accepted() && !accepted();
     std::exit(registered ? process() : 1);
   }
 

@@ -84,6 +84,7 @@ TEST_F(EvidenceTest, TheJournalIsBoundedAndSaysWhatItLost) {
   for (int i = 0; i < 5000; ++i) client->readLine();
   EXPECT_TRUE(matches(client->result("journal", R"({"limit":1})"),
                       json::parse(R"({"last":5005,"dropped":909})")));
+  EXPECT_EQ(entries().size(), 100U);
   const std::string padding(60'000, 'x');
   for (int i = 0; i < 20; ++i) {
     client->result("set",
@@ -125,6 +126,10 @@ TEST_F(EvidenceTest, TimePassesExactlyForWhoeverPauses) {
     // The second sleep begins where the first has ended.
     EXPECT_EQ(advance("3700").at("settled"), true);
     for (const int id : {1, 2}) EXPECT_EQ(other->readObject().at("id"), id);
+    // The last tenth of a second passes by itself, and wakes whoever serves.
+    client->result("subscribe");
+    advance(clock == "real" ? "4.9" : "5");
+    EXPECT_EQ(notifications(1), "event ");
   }
 }
 

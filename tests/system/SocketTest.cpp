@@ -205,6 +205,8 @@ TEST_F(SocketTest, LargeRepliesThatAreReadLateComeBackWhole) {
   ASSERT_EQ(records.size(), 12000U);
   // The walk is back at the beginning after 10240 rows: sfn 175, sf 9.
   EXPECT_EQ(records.back(), "111f000700100000000000af0009000000af00000009");
+  converse(
+      "subscribe {} -> {}\nsvcRegInd {} -> {}\n<- svcRegInd {\"type\":0,\"groups\":[\"0x111f\"]}");
 }
 
 TEST_F(SocketTest, ASubscriberThatReadsNothingIsCutOff) {
