@@ -143,24 +143,16 @@ std::size_t slotOf(Operation operation) {
 }
 
 TEST(VirtualOperationsTest, StandInTheOrderThatThePlatformKnows) {
-  const std::size_t slots[][2] = {{slotOf(&Record::deserialize), 0},
-                                  {slotOf(&Record::serialize), 1},
-                                  {slotOf(&Record::recordName), 2},
-                                  {slotOf(&Record::print), 3},
-                                  {slotOf(&Record::isOpaque), 4},
-                                  {slotOf(&Record::deserializePayload), 5},
-                                  {slotOf(&Record::serializePayload), 6},
-                                  {slotOf(&Record::printPayload), 7},
-                                  {slotOf(&Event::eventName), 8},
-                                  {slotOf(&Alarm::alarmName), 8},
-                                  {slotOf(&RecordUpdateEvent::recordUpdateEventName), 8},
-                                  {slotOf(&RecordKeys::deserialize), 0},
-                                  {slotOf(&RecordKeys::serialize), 1},
-                                  {slotOf(&RecordKeys::hasWildcard), 2},
-                                  {slotOf(&RecordKeys::recordName), 3},
-                                  {slotOf(&RecordKeys::isOpaque), 4},
-                                  {slotOf(&RecordKeys::printPayload), 5}};
-  for (const auto& [slot, expected] : slots) EXPECT_EQ(slot, expected);
+  const auto slots = [](auto... operations) { return std::vector{slotOf(operations)...}; };
+  EXPECT_EQ(slots(&Record::deserialize, &Record::serialize, &Record::recordName, &Record::print,
+                  &Record::isOpaque, &Record::deserializePayload, &Record::serializePayload,
+                  &Record::printPayload, &Event::eventName),
+            (std::vector<std::size_t>{0, 1, 2, 3, 4, 5, 6, 7, 8}));
+  EXPECT_EQ(slots(&Alarm::alarmName, &RecordUpdateEvent::recordUpdateEventName),
+            (std::vector<std::size_t>{8, 8}));
+  EXPECT_EQ(slots(&RecordKeys::deserialize, &RecordKeys::serialize, &RecordKeys::hasWildcard,
+                  &RecordKeys::recordName, &RecordKeys::isOpaque, &RecordKeys::printPayload),
+            (std::vector<std::size_t>{0, 1, 2, 3, 4, 5}));
 }
 #endif
 

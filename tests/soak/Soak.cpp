@@ -8,8 +8,6 @@
 #include <system_error>
 #include <thread>
 
-#include "tests/soak/Wrong.h"
-
 using namespace std::chrono_literals;
 
 namespace soak {

@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,11 @@ namespace soak {
 
 /// Memory settles for a minute before it is compared.
 constexpr auto shortestForMemory = std::chrono::seconds(90);
+
+/// The system under test is wrong: the soak ends.
+struct Wrong : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
 
 struct SoakOptions {
   std::string program, output;
