@@ -87,9 +87,8 @@ std::string nameOf(std::string_view member, std::int64_t number) {
 
 std::string namedText(std::string_view member, std::int64_t number) {
   std::string name = nameOf(member, number);
-  const bool isPlain = member == "result" ? number == 0 : member != "type";
+  const bool isPlain = member != "result" || number == 0;
   if (!name.empty() && isPlain) return name;
-  if (member == "type") return std::to_string(number);
   return (name.empty() ? "???" : name) + " (" + std::to_string(number) + ")";
 }
 
