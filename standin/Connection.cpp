@@ -230,13 +230,18 @@ void Connection::finishBatch() {
   begin_ = searched_ = lineEnd_ + 1;
   lineEnd_ = none;
   findLine();
-  if (const Time time = std::exchange(batchHold_, {}); time != Time() && batchHasReply_) hold(time);
   if (batchHasReply_) {
+    holdBatch();
     outgoing_ += batchReply_;
     outgoing_ += "]\n";
   }
+  batchHold_ = {};
   emptied(batchReply_);
   if (std::exchange(streaming_, false)) {
+    for (const Hold& hold : laterHolds_) {
+      add(holds_, {sentBefore_ + outgoing_.size() + hold.from, hold.until});
+    }
+    laterHolds_.clear();
     appendNotification(afterBatch_);
     emptied(afterBatch_);
   }
@@ -245,6 +250,7 @@ void Connection::finishBatch() {
 // A reply that is long enough to be sent in parts is.
 void Connection::streamBatch() {
   if (unsentBytes() < maxUnsentReplyBytes) return;
+  holdBatch();
   outgoing_ += batchReply_;
   emptied(batchReply_);
   streaming_ = true;
@@ -301,24 +307,39 @@ std::size_t Connection::sendable() {
   return static_cast<std::size_t>(holds_.front().from - std::min(holds_.front().from, position));
 }
 
-void Connection::hold(Time time) {
-  if (inBatch_ && !streaming_) {
-    batchHold_ = std::max(batchHold_, time);
-    return;
-  }
-  const std::uint64_t from = sentBefore_ + outgoing_.size();
-  // One for each place, however much is held back there that is then dropped.
-  if (holds_.empty() || holds_.back().from != from) {
-    holds_.push_back({from, time});
+// One for each place, however much is held back there that is then dropped.
+void Connection::add(std::deque<Hold>& holds, const Hold& hold) {
+  if (holds.empty() || holds.back().from != hold.from) {
+    holds.push_back(hold);
   } else {
-    holds_.back().until = std::max(holds_.back().until, time);
+    holds.back().until = std::max(holds.back().until, hold.until);
   }
 }
 
-void Connection::endAfterThis() {
-  if (const Time time = std::exchange(batchHold_, {}); time != Time()) {
-    holds_.push_back({sentBefore_ + outgoing_.size(), time});
+void Connection::hold(Time time) {
+  if (inBatch_ && !streaming_) {
+    batchHold_ = std::max(batchHold_, time);
+  } else {
+    add(holds_, {sentBefore_ + outgoing_.size(), time});
   }
+}
+
+void Connection::holdNotifications(Time time) {
+  if (streaming_) {
+    add(laterHolds_, {afterBatch_.size(), time});
+  } else {
+    add(holds_, {sentBefore_ + outgoing_.size(), time});
+  }
+}
+
+// What is ready of a batch's reply waits for the delay of its elements.
+void Connection::holdBatch() {
+  if (batchHold_ == Time()) return;
+  add(holds_, {sentBefore_ + outgoing_.size(), std::exchange(batchHold_, {})});
+}
+
+void Connection::endAfterThis() {
+  holdBatch();
   ending_ = inputEnded_ = true;
   inBatch_ = batchHasReply_ = streaming_ = false;
   emptied(batchReply_);

@@ -90,8 +90,11 @@ class Connection {
   void notify(std::string_view line);
 
   using Time = std::chrono::steady_clock::time_point;
-  /// What is appended from now on is not sent before `time`; of a batch, the whole reply.
+  /// What is replied from now on, and what follows, is not sent before `time`; of a batch, the
+  /// whole reply.
   void hold(Time time);
+  /// The same for notifications.
+  void holdNotifications(Time time);
   /// The same from what was ready before: the connection ends once that is sent.
   void endAfterThis();
   /// When what is held back may be sent, if something is.
@@ -99,7 +102,11 @@ class Connection {
   /// Whether the end of what is ready is held back.
   bool isHeld() { return sendable() == 0 && !holds_.empty(); }
   /// Sends everything at once.
-  void release() { holds_.clear(); }
+  void release() {
+    holds_.clear();
+    laterHolds_.clear();
+    batchHold_ = {};
+  }
 
   /// Reply bytes, made or in the making, that are not sent are too many.
   bool isResting() const;
@@ -128,11 +135,19 @@ class Connection {
     std::size_t bytes;
   };
 
+  /// From a place on, nothing is sent before a time.
+  struct Hold {
+    std::uint64_t from;
+    Time until;
+  };
+
   static void end(int descriptor, bool kernelRefusesDescriptors);
+  static void add(std::deque<Hold>& holds, const Hold& hold);
 
   void findLine();
   bool beginBatch(std::string_view line, JsonDocument& document, rpc::Request& request);
   void finishBatch();
+  void holdBatch();
   void streamBatch();
   void appendNotification(std::string_view line);
   void noteSent(std::size_t bytes);
@@ -155,16 +170,13 @@ class Connection {
   std::uint64_t sentBefore_ = 0;       ///< bytes that have left `outgoing_`
   std::size_t notificationBytes_ = 0;  ///< in `outgoing_`, not sent
   std::deque<Stretch> stretches_;
-  struct Hold {
-    std::uint64_t from;  ///< in all that was ever appended
-    Time until;
-  };
-  std::deque<Hold> holds_;
+  std::deque<Hold> holds_;  ///< in all that was ever appended
   Time batchHold_{};
   bool ending_ = false;     ///< nothing is appended any more
   bool blocked_ = false;    ///< the client does not take what could be sent
   std::string batchReply_;  ///< the reply to the batch in turn
   std::string afterBatch_;  ///< notifications that wait for the end of a reply that is being sent
+  std::deque<Hold> laterHolds_;  ///< in `afterBatch_`
   bool batchHasReply_ = false;
   bool streaming_ = false;  ///< a part of the batch's reply is in `outgoing_`
 };

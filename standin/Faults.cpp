@@ -36,10 +36,7 @@ std::uint64_t Faults::add(Parameters& parameters, const Known& isMethod,
     refuse(std::string(kind) + " must be a " + kind + " of the daemon");
   }
   if (parameters.has("recordId")) fault.recordId = parameters.recordId("recordId");
-  if (parameters.has("count")) {
-    fault.count = parameters.number("count");
-    if (*fault.count == 0) refuse("count must be an integer from 1 to 4294967295");
-  }
+  if (parameters.has("count")) fault.count = parameters.positive("count", 0xFFFFFFFF);
   if (parameters.has("delayMilliseconds")) {
     fault.delayMilliseconds = parameters.number("delayMilliseconds", longestDelay);
   }

@@ -391,13 +391,9 @@ Served OamService::status(Turn& turn, Parameters& parameters, Count& count) {
 Served OamService::journal(Turn& turn, Parameters& parameters, Count& count) {
   Journal::Filter filter;
   if (parameters.has("after")) filter.after = parameters.longNumber("after");
-  filter.limit = parameters.number("limit", maxJournalPage, 100);
+  if (parameters.has("limit")) filter.limit = parameters.positive("limit", maxJournalPage);
   filter.method = parameters.text("method", "");
   if (parameters.has("recordId")) filter.recordId = parameters.recordId("recordId");
-  if (filter.limit == 0) {
-    throw rpc::Error{rpc::badParameters,
-                     "limit must be an integer from 1 to " + std::to_string(maxJournalPage)};
-  }
   if (parameters.has("method") && !isDaemonMethod(filter.method)) {
     throw rpc::Error{rpc::badParameters, "method must be a method of the daemon"};
   }

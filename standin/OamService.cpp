@@ -412,17 +412,20 @@ int OamService::wait() const {
 }
 
 // A step, once every thread is in a pause, has ended, or has nothing to do.
-void OamService::idle(bool mayCall) {
-  if (!advance_) return;
+bool OamService::idle(bool mayCall) {
+  if (!advance_) return false;
   Pauses& pauses = Pauses::instance();
   const bool callbackThreadRests = mayCall ? !hasAutomatic_ : pauses.callbackRests();
   const bool rest = callbackThreadRests && pauses.othersRest() && !hasPosted_;
   const auto now = std::chrono::steady_clock::now();
-  if (!rest && now < advance_->deadline) return;
+  if (!rest && now < advance_->deadline) return false;
   if (!rest) advance_->settled = false;
   advance_->deadline = now + settleTime;
   const std::optional<Pauses::Duration> next = pauses.shortest();
-  if (advance_->passed || advance_->ended >= maxEndedPauses) return endAdvance();
+  if (advance_->passed || advance_->ended >= maxEndedPauses) {
+    endAdvance();
+    return true;
+  }
   const Pauses::Duration step = std::min(next.value_or(advance_->left), advance_->left);
   const std::size_t ended = pauses.pass(step);
   advance_->ended += ended;
@@ -430,6 +433,7 @@ void OamService::idle(bool mayCall) {
   // What was ended goes on; without that, nothing more comes.
   advance_->passed = ended == 0;
   if (advance_->passed) endAdvance();
+  return true;
 }
 
 void OamService::endAdvance() {
@@ -440,6 +444,7 @@ void OamService::endAdvance() {
   advance.turn.result([&](std::string& out) {
     ObjectText(out).add("ended", advance.ended).add("settled", advance.settled).end();
   });
+  ++advance.answered;
   server_.finish(advance.turn);
   server_.goOn();
 }
@@ -453,7 +458,8 @@ Served OamService::advanceTime(Turn& turn, Parameters& parameters, Count& count)
   turn.take();
   Pauses::instance().freeze([this] { server_.wake(); });
   advance_.emplace(
-      Advance{turn, std::chrono::round<Pauses::Duration>(std::chrono::duration<double>(seconds)),
+      Advance{turn, count.answered,
+              std::chrono::round<Pauses::Duration>(std::chrono::duration<double>(seconds)),
               std::chrono::steady_clock::now() + settleTime});
   return Served::pending;
 }

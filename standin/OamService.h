@@ -69,8 +69,9 @@ constexpr std::array<std::string_view, notificationCount> notificationNames = {
 template <typename Append>
 void sendFaultily(Connection& connection, const Fault& fault, Append&& append) {
   if (fault.delayMilliseconds) {
-    connection.hold(std::chrono::steady_clock::now() +
-                    std::chrono::milliseconds(*fault.delayMilliseconds));
+    const auto time =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(*fault.delayMilliseconds);
+    fault.ofNotification ? connection.holdNotifications(time) : connection.hold(time);
   }
   if (fault.action == Fault::Action::disconnect) return connection.endAfterThis();
   if (fault.action != Fault::Action::drop) append();
@@ -145,6 +146,7 @@ class OamService final : private RequestHandler, private MainDuty {
   /// Time that a client lets pass, a pause at a time.
   struct Advance {
     Turn turn;
+    std::uint64_t& answered;  ///< the count of its method
     Pauses::Duration left;
     std::chrono::steady_clock::time_point deadline;  ///< of the wait for the threads
     std::uint64_t ended = 0;
@@ -165,7 +167,7 @@ class OamService final : private RequestHandler, private MainDuty {
 
   // On the thread that has the baton.
   Served serve(Turn& turn, const rpc::Request& request) override;
-  void idle(bool mayCall) override;
+  bool idle(bool mayCall) override;
   void prepare(bool mayCall) override {
     deliver();
     if (mayCall) runAutomatic();

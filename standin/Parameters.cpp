@@ -106,12 +106,20 @@ std::vector<std::uint16_t> Parameters::groups(std::string_view name, std::size_t
   });
 }
 
-std::uint32_t Parameters::number(std::string_view name, std::uint32_t max) {
+std::int64_t Parameters::between(std::string_view name, std::int64_t min, std::int64_t max) {
   const std::optional<std::int64_t> number = require(name).integer();
-  if (!number || *number < 0 || *number > max) {
-    refuse(name, "must be an integer from 0 to " + std::to_string(max));
+  if (!number || *number < min || *number > max) {
+    refuse(name, "must be an integer from " + std::to_string(min) + " to " + std::to_string(max));
   }
-  return static_cast<std::uint32_t>(*number);
+  return *number;
+}
+
+std::uint32_t Parameters::number(std::string_view name, std::uint32_t max) {
+  return static_cast<std::uint32_t>(between(name, 0, max));
+}
+
+std::uint32_t Parameters::positive(std::string_view name, std::uint32_t max) {
+  return static_cast<std::uint32_t>(between(name, 1, max));
 }
 
 std::uint32_t Parameters::number(std::string_view name, std::uint32_t max, std::uint32_t fallback) {
@@ -121,17 +129,11 @@ std::uint32_t Parameters::number(std::string_view name, std::uint32_t max, std::
 std::int32_t Parameters::result(std::string_view name) {
   constexpr std::int64_t min = std::numeric_limits<std::int32_t>::min();
   constexpr std::int64_t max = std::numeric_limits<std::uint32_t>::max();
-  const std::optional<std::int64_t> number = require(name).integer();
-  if (!number || *number < min || *number > max) {
-    refuse(name, "must be an integer from " + std::to_string(min) + " to " + std::to_string(max));
-  }
-  return static_cast<std::int32_t>(*number);
+  return static_cast<std::int32_t>(between(name, min, max));
 }
 
 std::uint64_t Parameters::longNumber(std::string_view name) {
-  const std::optional<std::int64_t> number = require(name).integer();
-  if (!number || *number < 0) refuse(name, "must be an integer that is not negative");
-  return static_cast<std::uint64_t>(*number);
+  return static_cast<std::uint64_t>(between(name, 0, std::numeric_limits<std::int64_t>::max()));
 }
 
 double Parameters::fraction(std::string_view name, double max) {

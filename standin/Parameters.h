@@ -27,6 +27,8 @@ class Parameters {
   std::vector<std::uint16_t> groups(std::string_view name, std::size_t max);
   std::uint32_t number(std::string_view name, std::uint32_t max = 0xFFFFFFFF);
   std::uint32_t number(std::string_view name, std::uint32_t max, std::uint32_t fallback);
+  /// A number from 1 to `max`.
+  std::uint32_t positive(std::string_view name, std::uint32_t max);
   /// A number that may have more than 32 bits.
   std::uint64_t longNumber(std::string_view name);
   /// A management result, which may be negative.
@@ -46,6 +48,7 @@ class Parameters {
   void refusePositional() const;
   const JsonValue* find(std::string_view name);
   const JsonValue& require(std::string_view name);
+  std::int64_t between(std::string_view name, std::int64_t min, std::int64_t max);
 
   const JsonValue* const params_;
   std::uint64_t asked_ = 0;  ///< the members that somebody asked for, a bit each

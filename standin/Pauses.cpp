@@ -30,8 +30,8 @@ class Pauses::Presence {
 };
 
 Pauses::Duration Pauses::now() const {
-  if (manual_) return passed_;
-  return passed_ + frozen_.value_or(std::chrono::steady_clock::now().time_since_epoch());
+  if (manual_) return Duration(0);
+  return frozen_.value_or(std::chrono::steady_clock::now().time_since_epoch());
 }
 
 void Pauses::pause(std::chrono::seconds length) {
@@ -75,8 +75,11 @@ void Pauses::freeze(std::function<void()> onPause) {
 void Pauses::thaw() {
   const std::lock_guard lock(mutex_);
   if (!frozen_) return;
-  // The clock goes on from where it was stopped.
-  if (!manual_) passed_ -= std::chrono::steady_clock::now().time_since_epoch() - *frozen_;
+  // For pauses the clock goes on from where it was stopped.
+  const Duration stood = std::chrono::steady_clock::now().time_since_epoch() - *frozen_;
+  for (Entry* entry = entries_; !manual_ && entry != nullptr; entry = entry->next) {
+    entry->end += stood;
+  }
   frozen_.reset();
   onRest_ = nullptr;
   changed_.notify_all();
@@ -84,12 +87,13 @@ void Pauses::thaw() {
 
 std::size_t Pauses::pass(Duration time) {
   const std::lock_guard lock(mutex_);
-  passed_ += time;
   std::size_t count = 0;
   for (Entry* entry = entries_; entry != nullptr; entry = entry->next) {
-    if (entry->over || entry->end > now()) continue;
-    entry->over = true;
-    ++count;
+    if (entry->over) continue;
+    // The ends come nearer: a clock that goes on would run out of numbers.
+    entry->end -= time;
+    entry->over = entry->end <= now();
+    count += std::size_t{entry->over};
   }
   changed_.notify_all();
   return count;

@@ -78,7 +78,6 @@ class Pauses {
   std::function<void()> onRest_;
   bool manual_ = false;
   std::optional<Duration> frozen_;  ///< the time of the clock when it was stopped
-  Duration passed_{0};              ///< by `pass`
   std::size_t others_ = 0;          ///< threads that have paused and not ended
   bool hasPaused_ = false;          ///< one of them
 };

@@ -272,7 +272,7 @@ bool SocketServer::work(bool mayCall) {
     handler_.prepare(mayCall);
     more = serveNext(mayCall);
   }
-  if (!more && !sawEvents_) handler_.idle(mayCall);
+  if (!more && !sawEvents_) more = handler_.idle(mayCall);
   settleAll();
   return more;
 }
@@ -335,6 +335,10 @@ bool SocketServer::serveOrphan(bool mayCall) {
     first.begin = end + 1;
     if (first.begin == first.lines.size()) orphans_.pop_front();
     served = handler_.serve(turn, request);
+    if (served == Served::later) {
+      orphans_.push_front({number, line + '\n'});
+      orphanBytes_ += line.size() + 1;
+    }
   } catch (const std::bad_alloc&) {
     ++counters_.dropped;
   }

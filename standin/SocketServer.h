@@ -74,8 +74,8 @@ enum class Served {
 class RequestHandler {
  public:
   virtual Served serve(Turn& turn, const rpc::Request& request) = 0;
-  /// There is nothing to serve, and nothing new.
-  virtual void idle(bool mayCall) = 0;
+  /// There is nothing to serve, and nothing new. True where there may be something now.
+  virtual bool idle(bool mayCall) = 0;
   /// Does what goes ahead of the next request.
   virtual void prepare(bool mayCall) = 0;
 

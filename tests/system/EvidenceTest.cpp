@@ -114,6 +114,7 @@ TEST_F(EvidenceTest, TimePassesExactlyForWhoeverPauses) {
     // The last of eleven, and its outcome, are there with the reply.
     EXPECT_EQ(advance("110").at("settled"), true);
     EXPECT_EQ(entries(R"({"method":"setIndResult"})").size(), 11U);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(advance("4294967295").at("settled"), true);
 
     start("--group 111f --event-sim 1 --sleep-time 3600", "KOR_OAM_CLOCK=" + clock);
     const auto other = connect();
@@ -131,6 +132,33 @@ TEST_F(EvidenceTest, TimePassesExactlyForWhoeverPauses) {
     advance(clock == "real" ? "4.9" : "5");
     EXPECT_EQ(notifications(1), "event ");
   }
+}
+
+TEST_F(EvidenceTest, WhoeverLetsTimePassTakesTurns) {
+  start("--group 111f --event-sim 1", "KOR_OAM_CLOCK=manual");
+  const auto left = [&] {
+    const json::array pauses = client->result("status").at("pauses").as_array();
+    return pauses.empty() ? 0 : pauses[0].at("secondsLeft").as_double();
+  };
+  ASSERT_TRUE(eventually([&] { return left() == 5; }));
+  const auto other = connect();
+  auto gone = connect();
+  daemon->signal(SIGSTOP);  // all come at once
+  const std::string advance =
+      R"({"jsonrpc":"2.0","method":"advanceTime","params":{"seconds":0.5}})";
+  gone->sendBytes(advance + "\n" + advance + "\n");
+  gone.reset();
+  for (const auto& by : {client.get(), other.get()}) {
+    for (const int id : {1, 2}) by->request(id, "advanceTime", R"({"seconds":0.5})");
+  }
+  daemon->signal(SIGCONT);
+  for (const auto& by : {client.get(), other.get()}) {
+    for (const int id : {1, 2}) EXPECT_EQ(by->readObject().at("id"), id);
+  }
+  EXPECT_TRUE(eventually([&] { return left() == 2; }));
+  const json::object counters = client->result("status").at("counters").as_object();
+  EXPECT_EQ(counters.at("requests").at("advanceTime"), 6);
+  EXPECT_EQ(counters.at("answered").at("advanceTime"), 6);
 }
 
 TEST_F(EvidenceTest, FaultsDoWhatTheySay) {
@@ -183,11 +211,32 @@ TEST_F(EvidenceTest, WhatIsHeldBackHoldsUpNobodyElseAndADisconnectIsAnEnd) {
   EXPECT_EQ(json::parse(other->readLine()).as_array().size(), 2U);
   EXPECT_GE(Clock::now() - before, std::chrono::milliseconds(300));
   EXPECT_EQ(other->readObject().at("id"), 3);
+  // A notification keeps to its own delay in a batch, too.
+  client->result("faultAdd", R"({"notification":"svcRegInd","delayMilliseconds":300,"count":1})");
+  client->result("subscribe");
+  const auto batched = Clock::now();
+  client->send("[" + request(1, "svcRegInd") + "]");
+  EXPECT_EQ(notifications(1), "svcRegInd ");
+  EXPECT_GE(Clock::now() - batched, std::chrono::milliseconds(300));
+  client->readLine();
+  client->result("unsubscribe");
   client->result("faultAdd", R"({"method":"clear","disconnect":true})");
   other->sendBytes(request(4, "status") + "\n" + request(5, "clear", stats5) + "\n" +
                    request(6, "status") + "\n");
   EXPECT_EQ(other->readObject().at("id"), 4);
   EXPECT_EQ(other->readLine(), "");
+}
+
+TEST_F(EvidenceTest, AStopSendsWhatIsHeldBackOfABatchThatItEnds) {
+  start("--group 111f --sleep-time 3600");
+  client->result("faultAdd", R"({"method":"initProvComplete","delayMilliseconds":3600000})");
+  client->send("[" + request(1, "initProvComplete") + "," + request(2, "get", stats5) + "," +
+               request(3, "status") + "]");
+  ASSERT_TRUE(eventually([&] { return daemon->out().find("Sleep") != std::string::npos; }));
+  daemon->signal(SIGTERM);
+  const json::array replies = json::parse(client->readLine()).as_array();
+  ASSERT_EQ(replies.size(), 3U);
+  EXPECT_EQ(replies[2].at("error").at("code"), -32001);
 }
 
 }  // namespace
