@@ -18,7 +18,7 @@ namespace {
 /// What one read takes.
 constexpr std::size_t chunkBytes = 65536;
 /// A buffer that was larger gives its memory back.
-constexpr std::size_t keptBytes = 256U * 1024;
+constexpr std::size_t keptBytes = 256U << 10;
 constexpr std::size_t largeBytes = mebibyte;
 
 #ifndef SO_PASSRIGHTS

@@ -30,7 +30,7 @@ constexpr int restTime = 50;
 /// Turns between two looks at the events.
 constexpr int turnsAtOnce = 256;
 /// A reply is sent ahead of the others when so much is ready.
-constexpr std::size_t sendAtOnceBytes = 128U * 1024;
+constexpr std::size_t sendAtOnceBytes = 128U << 10;
 
 int millisecondsUntil(Clock::time_point time) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(time - Clock::now()).count();
