@@ -83,11 +83,9 @@ TEST_F(SocketTest, RepliesKeepTheOrderOfTheRequestsAlsoBehindASleep) {
   client->sendBytes(request(1, "get", stats5) + "\n" + request(2, "status") + "\n" +
                     request(3, "get") + "\n" + request(4, "get", R"({"recordId":1})") + "\n");
   client->endInput();
-  ASSERT_TRUE(eventually([&] { return daemon->out().find("Sleep") != std::string::npos; }));
-  connect()->result("advanceTime", R"({"seconds":0.1})");  // the rest passes by itself
   for (const int id : {1, 2, 3, 4}) EXPECT_EQ(client->readObject().at("id"), id);
   EXPECT_EQ(client->readLine(), "");
-  EXPECT_GE(Clock::now() - before, std::chrono::milliseconds(900));
+  EXPECT_GE(Clock::now() - before, std::chrono::seconds(1));
   // A refusal does not sleep.
   EXPECT_EQ(daemon->out(),
             "get111f000b\nget 0x111f000b\nSleeping for 1seconds...\ndone\nget1\nget 0x1\n");
