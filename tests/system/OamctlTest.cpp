@@ -149,6 +149,7 @@ TEST_F(OamctlTest, FailuresAreToldApartByTheExitStatus) {
   boost::asio::io_context loop;
   const Protocol::acceptor silent(loop, Protocol::endpoint(path("silent")));
   start("--group 111f");
+  std::ofstream(path("open")) << "clear \"0x111f0003\n";
   std::ofstream(path("lines")) << "# a comment\nclear '0x5'\nno-such\n";
   const std::pair<int, std::string> cases[] = {
       {2, ";no-such;status word;status --wildcard;--no-such status;--timeout 0 status"},
@@ -160,7 +161,9 @@ TEST_F(OamctlTest, FailuresAreToldApartByTheExitStatus) {
       {3, "--socket " + path("nowhere") + " status"},
       {4, "--timeout 0.2 --socket " + path("silent") + " status;monitor --count 1 --for 0.1"},
       {0, "monitor --for 0.1"}};
-  const std::pair<int, std::string> scripts[] = {{6, "records >/dev/full"},
+  const std::pair<int, std::string> scripts[] = {{6, "records --markdown >/dev/full"},
+                                                 {6, "--json no-such >/dev/full"},
+                                                 {2, "batch <" + path("open") + " >/dev/null"},
                                                  {6, "--json status >/dev/full"},
                                                  {1, "batch <" + path("lines") + " >/dev/null"},
                                                  {0, "fault add get --blocks truncate"},
