@@ -15,7 +15,7 @@ namespace handlers {
 template <class R>
 R* appendNew(Zel::RecordList& records, std::size_t count) {
   const auto rows = boost::make_shared<R[]>(count);
-  records.reserve(records.size() + count);
+  if (records.empty()) records.reserve(count);
   R* const first = rows.get();
   for (std::size_t i = 0; i < count; ++i) records.emplace_back(rows, first + i);
   return first;

@@ -1,11 +1,21 @@
 #include "standin/Closer.h"
 
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <exception>
 #include <thread>
 
 namespace standin {
+
+#ifndef SO_PASSRIGHTS
+constexpr int SO_PASSRIGHTS = 83;
+#endif
+
+bool refuseDescriptors(int socket) {
+  const int off = 0;
+  return ::setsockopt(socket, SOL_SOCKET, SO_PASSRIGHTS, &off, sizeof off) == 0;
+}
 
 Closer& Closer::instance() {
   static auto& closer = *new Closer;

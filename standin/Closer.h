@@ -8,6 +8,10 @@
 
 namespace standin {
 
+/// Has the kernel keep files away from a socket, and from those accepted from it; false where it
+/// cannot.
+bool refuseDescriptors(int socket);
+
 /// A file that a client has passed can take as long to close as its sender likes. So it is closed
 /// on a thread of its own, which starts with the first one and is never waited for.
 class Closer {

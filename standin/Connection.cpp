@@ -21,16 +21,6 @@ constexpr std::size_t chunkBytes = 65536;
 constexpr std::size_t keptBytes = 256U << 10;
 constexpr std::size_t largeBytes = mebibyte;
 
-#ifndef SO_PASSRIGHTS
-constexpr int SO_PASSRIGHTS = 83;
-#endif
-
-/// Whether the kernel keeps descriptors away from the socket.
-bool refuseDescriptors(int socket) {
-  const int off = 0;
-  return ::setsockopt(socket, SOL_SOCKET, SO_PASSRIGHTS, &off, sizeof off) == 0;
-}
-
 /// Reads bytes, and has the descriptors closed that came with them.
 ssize_t receive(int socket, char* to, std::size_t room) {
   // The most that one message can carry.
@@ -350,7 +340,9 @@ void Connection::endAfterThis() {
 }
 
 std::optional<Connection::Time> Connection::heldUntil() const {
-  return holds_.empty() ? std::nullopt : std::optional(holds_.front().until);
+  // Nothing that is held back may be left: what held it goes when more comes.
+  const bool isNeeded = sent_ != outgoing_.size() || inputEnded_;
+  return holds_.empty() || !isNeeded ? std::nullopt : std::optional(holds_.front().until);
 }
 
 Connection::Sent Connection::send() {

@@ -33,6 +33,8 @@ class Connection {
 
   int descriptor() const { return descriptor_; }
   bool closed() const { return descriptor_ < 0; }
+  /// Whether nothing more is replied.
+  bool isEnding() const { return closed() || ending_; }
   /// Ends the connection. What was sent arrives, and the client sees an end, never a reset.
   void close();
   /// Ends one that was accepted, in the same way; needs no memory.

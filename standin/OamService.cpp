@@ -412,11 +412,11 @@ int OamService::wait() const {
 }
 
 // A step, once every thread is in a pause, has ended, or has nothing to do.
-bool OamService::idle(bool mayCall) {
+bool OamService::idle(bool mayCall, bool quiet) {
   if (!advance_) return false;
   Pauses& pauses = Pauses::instance();
   const bool callbackThreadRests = mayCall ? !hasAutomatic_ : pauses.callbackRests();
-  const bool rest = callbackThreadRests && pauses.othersRest() && !hasPosted_;
+  const bool rest = quiet && callbackThreadRests && pauses.othersRest() && !hasPosted_;
   const auto now = std::chrono::steady_clock::now();
   if (!rest && now < advance_->deadline) return false;
   if (!rest) advance_->settled = false;

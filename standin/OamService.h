@@ -167,7 +167,7 @@ class OamService final : private RequestHandler, private MainDuty {
 
   // On the thread that has the baton.
   Served serve(Turn& turn, const rpc::Request& request) override;
-  bool idle(bool mayCall) override;
+  bool idle(bool mayCall, bool quiet) override;
   void prepare(bool mayCall) override {
     deliver();
     if (mayCall) runAutomatic();

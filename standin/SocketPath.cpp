@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "standin/Closer.h"
+
 namespace standin {
 namespace {
 
@@ -116,6 +118,7 @@ std::string SocketPath::bind() {
 }
 
 std::string SocketPath::listen() {
+  refuseDescriptors(socket_);  // also what is sent before the connection is accepted
   return ::listen(socket_, SOMAXCONN) == 0 ? "" : failure("listen at", errno);
 }
 

@@ -29,6 +29,8 @@ constexpr auto shutDownTime = std::chrono::seconds(1);
 constexpr int restTime = 50;
 /// Turns between two looks at the events.
 constexpr int turnsAtOnce = 256;
+/// Reads of what a client that is gone has sent last.
+constexpr int readsAtTheEnd = 64;
 /// A reply is sent ahead of the others when so much is ready.
 constexpr std::size_t sendAtOnceBytes = 128U << 10;
 
@@ -161,8 +163,8 @@ bool SocketServer::guarded(const Pointer& connection, Action&& action) {
 }
 
 void SocketServer::accept() {
-  if (stopping()) return;
-  for (;;) {
+  // As many at a time as there may be: whoever connects for ever holds nobody up.
+  for (std::size_t i = 0; i < maxConnections && !stopping(); ++i) {
     // What is being closed for clients that passed slow files counts, too.
     const bool room = Closer::instance().pending() < maxConnections;
     const int descriptor =
@@ -172,10 +174,7 @@ void SocketServer::accept() {
       continue;
     }
     if (room && (errno == EINTR || errno == ECONNABORTED)) continue;
-    if (room && errno == EAGAIN) {
-      if (!accepting_) startAccepting();
-      return;
-    }
+    if (room && errno == EAGAIN) break;
     // No descriptor left, most likely: the connection stays queued until there is one.
     if (std::exchange(accepting_, false)) {
       ::epoll_ctl(epoll_, EPOLL_CTL_DEL, path_.descriptor(), nullptr);
@@ -184,6 +183,7 @@ void SocketServer::accept() {
     retryAccept_ = Clock::now() + acceptPause;
     return;
   }
+  if (!accepting_ && !stopping()) startAccepting();
 }
 
 void SocketServer::acceptOne(int descriptor) {
@@ -226,7 +226,9 @@ void SocketServer::take(const Pointer& connection, std::uint32_t events) {
 
 // The client is gone: what it sent without an id still counts.
 void SocketServer::hangUp(const Pointer& connection) {
-  while (connection->read() == Connection::Read::some) {
+  // No more than its buffers hold: others may still write into them.
+  for (int i = 0; i < readsAtTheEnd && !connection->inputEnded(); ++i) {
+    if (connection->read() != Connection::Read::some) break;
   }
   const std::uint64_t number = connection->number;
   std::string lines = connection->waitingNotifications(document_);
@@ -272,7 +274,7 @@ bool SocketServer::work(bool mayCall) {
     handler_.prepare(mayCall);
     more = serveNext(mayCall);
   }
-  if (!more && !sawEvents_) more = handler_.idle(mayCall);
+  more |= handler_.idle(mayCall, !more && !sawEvents_);
   settleAll();
   return more;
 }

@@ -36,7 +36,7 @@ class Turn {
   void take();
 
   /// Whether somebody gets the reply.
-  bool wantsReply() const { return connection_ && !id.empty() && !connection_->closed(); }
+  bool wantsReply() const { return connection_ && !id.empty() && !connection_->isEnding(); }
   /// Replies with a result that `write(text)` appends, a JSON text, or with an error.
   template <typename Write>
   void result(Write&& write) {
@@ -74,8 +74,9 @@ enum class Served {
 class RequestHandler {
  public:
   virtual Served serve(Turn& turn, const rpc::Request& request) = 0;
-  /// There is nothing to serve, and nothing new. True where there may be something now.
-  virtual bool idle(bool mayCall) = 0;
+  /// Between requests; `quiet` where none can be served, and nothing is new. True where one may be
+  /// served now.
+  virtual bool idle(bool mayCall, bool quiet) = 0;
   /// Does what goes ahead of the next request.
   virtual void prepare(bool mayCall) = 0;
 

@@ -225,6 +225,34 @@ TEST_F(EvidenceTest, WhatIsHeldBackHoldsUpNobodyElseAndADisconnectIsAnEnd) {
                    request(6, "status") + "\n");
   EXPECT_EQ(other->readObject().at("id"), 4);
   EXPECT_EQ(other->readLine(), "");
+  // What comes behind a disconnect that waits is nothing, also when the client goes.
+  client->result("faultAdd",
+                 R"({"method":"notify","result":1,"delayMilliseconds":3600000,"disconnect":true})");
+  const auto notify = R"({"record":"08010014000103","opType":1})";
+  auto waiting = connect();
+  waiting->request(1, "notify", notify);
+  ASSERT_TRUE(eventually([&] { return entries(R"({"method":"notify"})").size() == 1; }));
+  waiting->request(2, "notify", notify);
+  waiting.reset();
+  // A notification's disconnect ends the client; its request is in the journal all the same.
+  client->result("faultAdd", R"({"notification":"svcRegInd","disconnect":true})");
+  const auto subscriber = connect();
+  subscriber->result("subscribe");
+  subscriber->request(1, "svcRegInd");
+  EXPECT_EQ(subscriber->readLine(), "");
+  EXPECT_TRUE(eventually([&] { return entries(R"({"method":"svcRegInd"})").size() == 3; }));
+  EXPECT_EQ(entries(R"({"method":"notify"})").size(), 1U);
+  // Nothing is left of a delay when what it held back is dropped.
+  client->result("faultRemove");
+  client->result("faultAdd", R"({"method":"get","delayMilliseconds":1,"drop":true,"count":1})");
+  client->request(1, "get", stats5);
+  ASSERT_TRUE(eventually([&] {
+    const json::array last = entries(R"({"limit":1})");
+    return !last.empty() && last[0].at("method") == "get";
+  }));
+  const long ticks = daemon->processorTicks();
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  EXPECT_LE(daemon->processorTicks() - ticks, 10);
 }
 
 TEST_F(EvidenceTest, AStopSendsWhatIsHeldBackOfABatchThatItEnds) {
