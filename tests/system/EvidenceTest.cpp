@@ -29,7 +29,7 @@ TEST_F(EvidenceTest, TheJournalHoldsWhatArrivedAndWhatTheApiDidByItself) {
       R"({"jsonrpc":"2.0","method":"notify","params":{"record":"08010014000103","opType":1}})");
   converse(R"(
 get {"recordId":"0x111f0004"} -> {"result":0}
-get {"recordId":-1} -> {"code":-32602}
+get {"recordId":-1,"batchSize":null} -> {"code":-32602}
 clear {"recordId":5} -> {"result":22}
 status {} -> {"clock":"real","logLevel":2,"connection":1}
 no-such {} -> {"code":-32601})");
@@ -42,7 +42,7 @@ no-such {} -> {"code":-32601})");
       R"({"seq":4,"connection":1,"method":"notify","called":true,"reply":{"result":0}})",
       R"({"seq":5,"id":1001,"method":"get","params":{"recordId":"0x111f0004"},
           "reply":{"records":["111f0004000100"]}})",
-      R"({"seq":6,"id":1002,"params":{"recordId":-1},"called":false,"error":{"code":-32602}})",
+      R"({"seq":6,"id":1002,"params":{"recordId":-1,"batchSize":null},"called":false,"error":{"code":-32602}})",
       R"({"seq":7,"method":"clear","called":false,"microseconds":0,"reply":{"result":22}})"};
   ASSERT_EQ(all.size(), std::size(expected)) << all;
   for (std::size_t i = 0; i < all.size(); ++i) {
