@@ -326,12 +326,18 @@ void Soak::checkRuns() {
 void Soak::checkMemory() {
   lastMemory_ = daemon_.status("VmRSS");
   if (Clock::now() < start_ + warmUp || options_.length < shortestForMemory) return;
-  leastMemory_ = leastMemory_ == 0 ? lastMemory_ : std::min(leastMemory_, lastMemory_);
-  mostMemory_ = std::max(mostMemory_, lastMemory_);
-  if (lastMemory_ > leastMemory_ + memoryGrowth) {
-    throw Wrong("the daemon's memory has grown from " + std::to_string(leastMemory_) + " to " +
-                std::to_string(lastMemory_) + " KiB");
+  if (leastMemory_ == 0) leastMemory_ = lastMemory_;
+  // What is free goes back at rest.
+  for (const auto deadline = Clock::now() + 5s; lastMemory_ > leastMemory_ + memoryGrowth;) {
+    if (Clock::now() > deadline) {
+      throw Wrong("the daemon's memory has grown from " + std::to_string(leastMemory_) + " to " +
+                  std::to_string(lastMemory_) + " KiB");
+    }
+    poll(20);
+    lastMemory_ = daemon_.status("VmRSS");
   }
+  leastMemory_ = std::min(leastMemory_, lastMemory_);
+  mostMemory_ = std::max(mostMemory_, lastMemory_);
 }
 
 // What was made still comes, and in order; the rest is refused or ends, and nothing is cut.
