@@ -245,14 +245,20 @@ TEST_F(EvidenceTest, WhatIsHeldBackHoldsUpNobodyElseAndADisconnectIsAnEnd) {
   // Nothing is left of a delay when what it held back is dropped.
   client->result("faultRemove");
   client->result("faultAdd", R"({"method":"get","delayMilliseconds":1,"drop":true,"count":1})");
-  client->request(1, "get", stats5);
-  ASSERT_TRUE(eventually([&] {
-    const json::array last = entries(R"({"limit":1})");
-    return !last.empty() && last[0].at("method") == "get";
-  }));
+  const auto dropped = connect();
+  dropped->request(1, "get", stats5);
+  ASSERT_TRUE(eventually([&] { return entries(R"({"method":"get"})").size() == 3; }));
   const long ticks = daemon->processorTicks();
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
   EXPECT_LE(daemon->processorTicks() - ticks, 10);
+  // No part of a batch's reply leaves before what is held back in it.
+  client->result("faultAdd", R"({"method":"clear","delayMilliseconds":3600000,"count":1})");
+  const auto streamed = connect();
+  const auto rows = request(2, "get", R"({"recordId":"0x111f0007","batchSize":65535})");
+  streamed->send("[" + request(1, "clear", stats5) + "," + rows + "," + rows + "]");
+  ASSERT_TRUE(eventually([&] { return entries(R"({"method":"get"})").size() == 5; }));
+  char byte;
+  EXPECT_EQ(::recv(streamed->descriptor(), &byte, 1, MSG_PEEK | MSG_DONTWAIT), -1);
 }
 
 TEST_F(EvidenceTest, AStopSendsWhatIsHeldBackOfABatchThatItEnds) {
