@@ -422,7 +422,7 @@ bool OamService::idle(bool mayCall, bool quiet) {
   if (!rest) advance_->settled = false;
   advance_->deadline = now + settleTime;
   const std::optional<Pauses::Duration> next = pauses.shortest();
-  if (advance_->passed || advance_->ended >= maxEndedPauses) {
+  if (advance_->ended >= maxEndedPauses) {
     endAdvance();
     return true;
   }
@@ -431,8 +431,7 @@ bool OamService::idle(bool mayCall, bool quiet) {
   advance_->ended += ended;
   advance_->left -= step;
   // What was ended goes on; without that, nothing more comes.
-  advance_->passed = ended == 0;
-  if (advance_->passed) endAdvance();
+  if (ended == 0) endAdvance();
   return true;
 }
 

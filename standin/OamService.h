@@ -151,7 +151,6 @@ class OamService final : private RequestHandler, private MainDuty {
     std::chrono::steady_clock::time_point deadline;  ///< of the wait for the threads
     std::uint64_t ended = 0;
     bool settled = true;
-    bool passed = false;  ///< only the last wait is left
   };
   struct Count {
     std::uint64_t requests = 0, answered = 0;

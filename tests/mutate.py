@@ -3,10 +3,12 @@
 
 usage: tests/mutate.py [N] [--seed S] [--folders app,records]
 
-Works on a copy of the tree in build-mutate/. What does not compile is not counted. The programs
-that test the changed file alone are run first, and all others only where those notice nothing.
+Works on copies of the tree in build-mutate/, one a processor. What does not compile is not counted.
+The programs that test the changed folder run first, the others only where those notice nothing; a
+program that takes much longer than without a fault has noticed it.
 """
 import argparse
+import concurrent.futures
 import os
 import pathlib
 import random
@@ -14,15 +16,12 @@ import re
 import shutil
 import subprocess
 import sys
+import threading
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-COPY = ROOT / "build-mutate" / "source"
-BUILD = ROOT / "build-mutate" / "build"
 FOLDERS = ["app", "handlers", "records", "catalogue", "standin"]
-FIRST = {"app": ["app", "handlers"], "handlers": ["handlers", "app"],
-         "records": ["records", "handlers", "app"], "catalogue": ["records", "handlers", "app"],
-         "standin": ["system"]}
+PROGRAMS = ["records", "app", "handlers", "standin", "system"]
 
 # What is looked for in a line of code, and what takes its place.
 FAULTS = [(r" == ", " != "), (r" != ", " == "), (r" < ", " <= "), (r" <= ", " < "),
@@ -34,10 +33,10 @@ FAULTS = [(r" == ", " != "), (r" != ", " == "), (r" < ", " <= "), (r" <= ", " < 
           (r"^(\s+)[\w:.>*-]+(\(.*\)| [-+|]?= .*);$", r"\1;")]
 
 
-def run(command, limit):
-    """Whether the command ends well in time."""
-    with subprocess.Popen(command, cwd=BUILD.parent, stdout=subprocess.DEVNULL,
-                          stderr=subprocess.DEVNULL, start_new_session=True) as process:
+def run(command, limit, output=subprocess.DEVNULL):
+    """Whether the command ends well within `limit` seconds."""
+    with subprocess.Popen(command, stdout=output, stderr=subprocess.STDOUT, cwd=ROOT,
+                          start_new_session=True) as process:
         try:
             return process.wait(limit) == 0
         except subprocess.TimeoutExpired:
@@ -45,36 +44,67 @@ def run(command, limit):
             return False
 
 
-def build(*targets):
-    return run(["cmake", "--build", str(BUILD), "--target", *targets], 1800)
+class Tree:
+    """A copy of the tree and its build; used by one thread at a time."""
 
+    def __init__(self, number):
+        self.copy = ROOT / "build-mutate" / str(number)
+        self.build_folder = self.copy / "build-mutate"
+        self.output = self.copy / "output"
+        self.limits = dict.fromkeys(PROGRAMS, 600)
 
-def passes(program):
-    if program == "all":
-        return run(["ctest", "--test-dir", str(BUILD), f"-j{os.cpu_count()}",
-                    "--stop-on-failure"], 1800)
-    return run([str(BUILD / f"{program}_tests"), "--gtest_fail_fast"], 300)
+    def prepare(self):
+        """Copies what has changed, so that little is built again; without a fault all must pass."""
+        listed = subprocess.check_output(["git", "ls-files", "-z"], cwd=ROOT, text=True)
+        for name in filter(None, listed.split("\0")):
+            source, copy = ROOT / name, self.copy / name
+            if source.exists() and not (copy.exists()
+                                        and copy.read_bytes() == source.read_bytes()):
+                copy.parent.mkdir(parents=True, exist_ok=True)
+                shutil.copy(source, copy)
+        if not run(["cmake", "-S", self.copy, "-B", self.build_folder, "-G", "Ninja",
+                    "-D", "CMAKE_BUILD_TYPE=Debug", "-D", "CMAKE_CXX_FLAGS_DEBUG=-O0"], 600):
+            sys.exit("mutate: the tree cannot be configured")
+        for program in PROGRAMS:
+            built, start = self.build(program), time.monotonic()
+            if not built or self.notices(program):
+                sys.exit(f"mutate: without a fault, {program}_tests does not build or pass; "
+                         f"see {self.output}")
+            self.limits[program] = 10 + 5 * (time.monotonic() - start)
 
+    def build(self, program):
+        with self.output.open("w") as output:
+            return run(["cmake", "--build", self.build_folder, "--target", f"{program}_tests"],
+                       1800, output)
 
-def prepare():
-    """Copies what has changed, so that little is built again."""
-    listed = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, capture_output=True, check=True)
-    for name in filter(None, listed.stdout.decode().split("\0")):
-        source, copy = ROOT / name, COPY / name
-        if not source.exists() or (copy.exists() and copy.read_bytes() == source.read_bytes()):
-            continue
-        copy.parent.mkdir(parents=True, exist_ok=True)
-        shutil.copy(source, copy)
-    configure = ["cmake", "-S", str(COPY), "-B", str(BUILD), "-G", "Ninja",
-                 "-D", "CMAKE_BUILD_TYPE=Debug", "-D", "CMAKE_CXX_FLAGS_DEBUG=-O0"]
-    if not run(configure, 600):
-        sys.exit("mutate: the tree cannot be configured")
+    def notices(self, program):
+        """The program's test that fails; "" where all pass."""
+        with self.output.open("w") as output:
+            if run([self.build_folder / f"{program}_tests", "--gtest_fail_fast"],
+                   self.limits[program], output):
+                return ""
+        text = self.output.read_text(errors="replace")
+        failed = re.search(r"FAILED +\] (\S+)", text) or re.search(r"(?s).*RUN +\] (\S+)", text)
+        return failed[1] if failed else f"{program}_tests"
 
-
-def require(targets, programs):
-    """Without a fault all must build and pass."""
-    if not build(*targets) or not all(passes(program) for program in programs):
-        sys.exit(f"mutate: without a fault {targets} do not build or {programs} do not pass")
+    def outcome(self, fault):
+        """The test that notices the fault, "" where none does, None for what does not compile."""
+        name, number, _, changed = fault
+        copy = self.copy / name
+        whole = copy.read_text()
+        lines = whole.split("\n")
+        lines[number] = changed
+        copy.write_text("\n".join(lines))
+        first = ["standin", "system"] if name.parts[0] == "standin" else []
+        try:
+            for program in first + [other for other in PROGRAMS if other not in first]:
+                if not self.build(program):
+                    return None
+                if noticed := self.notices(program):
+                    return noticed
+            return ""
+        finally:
+            copy.write_text(whole)
 
 
 def places(folders):
@@ -96,61 +126,41 @@ def places(folders):
     return found
 
 
-def outcome(fault, targets, programs):
-    """The program that notices the fault, "" where none does, None for what does not compile."""
-    name, number, _, changed = fault
-    copy = COPY / name
-    whole = copy.read_text()
-    lines = whole.split("\n")
-    lines[number] = changed
-    copy.write_text("\n".join(lines))
-    try:
-        if not build(*targets):
-            return None
-        return next((program for program in programs if not passes(program)), "")
-    finally:
-        copy.write_text(whole)
-
-
-def tests_of(programs):
-    return [f"{program}_tests" for program in programs]
-
-
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("count", nargs="?", type=int, default=20)
     parser.add_argument("--seed", type=int, default=int(time.time()))
     parser.add_argument("--folders", default=",".join(FOLDERS))
     arguments = parser.parse_args()
-    folders = arguments.folders.split(",")
-    prepare()
-    units = sorted({program for folder in folders for program in FIRST[folder]})
-    require(tests_of(units), units)
-    faults = places(folders)
+    faults = places(arguments.folders.split(","))
     print(f"seed {arguments.seed}, {len(faults)} places", flush=True)
     random.Random(arguments.seed).shuffle(faults)
-    unnoticed, counted = [], 0
-    for fault in faults:
-        if counted == arguments.count:
-            break
-        programs = FIRST[fault[0].parts[0]]
-        noticed = outcome(fault, tests_of(programs), programs)
-        if noticed is None:
-            continue
-        counted += 1
-        print(f"{fault[0]}:{fault[1] + 1}: {noticed or 'not noticed yet'}", flush=True)
-        if not noticed:
-            unnoticed.append(fault)
-    survived = 0
-    if unnoticed:
-        require(["all"], ["all"])
-    for fault in unnoticed:
-        noticed = outcome(fault, ["all"], ["all"])
-        if noticed == "":
-            survived += 1
-            name, number, line, changed = fault
-            print(f"SURVIVED {name}:{number + 1}\n  - {line.strip()}\n  + {changed.strip()}",
-                  flush=True)
+    waiting, lock, counted, survived = iter(faults), threading.Lock(), 0, 0
+
+    def work(tree):
+        nonlocal counted, survived
+        while True:
+            with lock:
+                fault = next(waiting, None) if counted < arguments.count else None
+                counted += fault is not None
+            if fault is None:
+                return
+            noticed = tree.outcome(fault)
+            name, line, before, after = fault
+            with lock:
+                if noticed is None:
+                    counted -= 1
+                elif noticed:
+                    print(f"{name}:{line + 1}: {noticed}", flush=True)
+                else:
+                    survived += 1
+                    print(f"SURVIVED {name}:{line + 1}\n  - {before.strip()}\n"
+                          f"  + {after.strip()}", flush=True)
+
+    trees = [Tree(number) for number in range(os.cpu_count())]
+    with concurrent.futures.ThreadPoolExecutor(len(trees)) as pool:
+        list(pool.map(Tree.prepare, trees))
+        list(pool.map(work, trees))
     print(f"{counted - survived} of {counted} noticed: "
           f"{100 * (counted - survived) // max(counted, 1)} %")
 

@@ -97,8 +97,13 @@ TEST_F(EvidenceTest, WhoSubscribesToRequestsSeesEachAheadOfItsReply) {
   start("--group 111f", "KOR_OAM_AUTO=0");
   EXPECT_TRUE(matches(client->result("subscribe", R"({"requests":true})"),
                       json::parse(R"({"subscribed":true,"requests":true,"connection":1})")));
+  const auto other = connect();
+  other->result("subscribe");
   client->result("svcRegInd");
   EXPECT_EQ(notifications(2), "svcRegInd request ");
+  other->request(1, "status");
+  EXPECT_EQ(other->readObject().at("method"), "svcRegInd");
+  EXPECT_EQ(other->readObject().at("id"), 1);
   client->result("subscribe");
   connect()->result("initProvComplete");
   client->result("svcRegInd");
