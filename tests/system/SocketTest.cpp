@@ -52,7 +52,8 @@ TEST_F(SocketTest, LinesThatAreTooDeepOrTooLongAreRefused) {
   EXPECT_EQ(client->readObject().at("id"), 1);
   for (const std::string end : {"\n", ""}) {
     const auto offender = connect();
-    offender->sendBytes(line + " " + end);
+    offender->sendBytes("[" + request(1, "status") + "] \n" + line + " " + end);
+    EXPECT_EQ(json::parse(offender->readLine()).at(0).at("id"), 1);
     EXPECT_EQ(offender->readObject().at("error").at("code"), -32600);
     EXPECT_EQ(offender->readLine(), "");
     EXPECT_EQ(client->result("status").at("pid"), daemon->pid());
