@@ -31,15 +31,11 @@ ssize_t receive(int socket, char* to, std::size_t room) {
   message.msg_iovlen = 1;
   if (Closer::instance().pending() != 0) {
     // No more of them before those are gone: whoever passes some waits.
-    char byte;
-    iovec peeked{&byte, 1};
-    message.msg_iov = &peeked;
     if (::recvmsg(socket, &message, MSG_DONTWAIT | MSG_PEEK) > 0 &&
         (message.msg_flags & MSG_CTRUNC) != 0) {
       errno = EAGAIN;
       return -1;
     }
-    message.msg_iov = &piece;
   }
   message.msg_control = control.data();
   message.msg_controllen = control.size();

@@ -74,16 +74,6 @@ class Daemon {
   std::thread thread_;
 };
 
-/// The next line; nothing at the end of the connection. What hangs is the fuzzer's, or the test's,
-/// to notice.
-std::optional<std::string_view> readLine(LineClient& link) {
-  for (;;) {
-    if (const auto line = link.nextLine()) return line;
-    link.wait(-1);
-    if (!link.transfer()) return link.nextLine();
-  }
-}
-
 void checkReply(const json::value& reply) {
   const json::object* object = reply.if_object();
   expect(object != nullptr && object->size() == 3 && object->contains("id") &&
@@ -129,7 +119,8 @@ class Client {
  private:
   /// The next message that is not a notification; nothing at the end of the connection.
   std::optional<json::value> nextReply() {
-    while (const auto line = readLine(*connection_)) {
+    // What hangs is the fuzzer's, or the test's, to notice.
+    while (const auto line = connection_->awaitLine(-1)) {
       json::error_code error;
       json::value message = json::parse(*line, error);
       expect(!error, "whatever is sent is JSON");

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <stdexcept>
 #include <system_error>
 
 namespace {
@@ -101,6 +102,14 @@ std::optional<std::string_view> LineClient::nextLine() {
   const std::string_view line(input_.data() + begin_, lineEnd - begin_);
   begin_ = searched_ = lineEnd + 1;
   return line;
+}
+
+std::optional<std::string_view> LineClient::awaitLine(int milliseconds) {
+  for (;;) {
+    if (const auto line = nextLine()) return line;
+    if (!wait(milliseconds)) throw std::runtime_error("no line comes");
+    if (!transfer()) return nextLine();
+  }
 }
 
 std::optional<std::string_view> LineClient::nextBytes(std::size_t count) {

@@ -33,6 +33,9 @@ class LineClient {
   bool wait(int milliseconds) const;
   /// The next whole line without its line end, which stays valid until the next `transfer`.
   std::optional<std::string_view> nextLine();
+  /// The next line, once it comes; nothing at the end of the connection. A std::runtime_error when
+  /// nothing comes for so many milliseconds; -1 waits without end.
+  std::optional<std::string_view> awaitLine(int milliseconds);
   /// The next so many bytes, once they are there; valid as long as a line is.
   std::optional<std::string_view> nextBytes(std::size_t count);
 

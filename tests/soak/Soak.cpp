@@ -15,6 +15,7 @@ namespace {
 
 /// The longest that anything may take.
 constexpr auto patience = 20s;
+constexpr int patienceMilliseconds = std::chrono::milliseconds(patience).count();
 constexpr auto warmUp = 60s;
 constexpr long memoryGrowth = 1024;  // KiB
 constexpr std::size_t clientCount = 8, connectionLimit = 64, largeReplies = 8;
@@ -266,23 +267,14 @@ void Soak::doStray() {
 }
 
 std::string Soak::awaitLine(LineClient& link) {
-  for (const auto deadline = Clock::now() + patience; Clock::now() < deadline;) {
-    if (const auto line = link.nextLine()) return std::string(*line);
-    link.wait(100);
-    if (link.transfer()) continue;
-    if (const auto line = link.nextLine()) return std::string(*line);
-    throw Wrong("a connection ends instead of a reply");
-  }
-  throw Wrong("no reply comes");
+  const auto line = link.awaitLine(patienceMilliseconds);
+  if (!line) throw Wrong("a connection ends instead of a reply");
+  return std::string(*line);
 }
 
 void Soak::awaitEnd(LineClient& link) {
-  const auto deadline = Clock::now() + patience;
-  while (link.transfer()) {
-    link.wait(100);
-    if (Clock::now() > deadline) throw Wrong("the end of a connection does not come");
-  }
-  if (const auto line = link.nextLine()) throw Wrong("before the end: " + excerpt(*line));
+  const auto line = link.awaitLine(patienceMilliseconds);
+  if (line) throw Wrong("before the end: " + excerpt(*line));
 }
 
 // While no client waits for anything, the subscribers have seen all that was provoked, and the
@@ -347,7 +339,7 @@ void Soak::stop() {
   checkDescriptors(1);
   Client& client = *clients_.front();
   for (std::size_t i = 0; i < largeReplies; ++i) askForLargeReply(client);
-  client.link.wait(static_cast<int>(std::chrono::milliseconds(patience).count()));
+  client.link.wait(patienceMilliseconds);
   daemon_.signal(SIGTERM);
   bool refused = false;
   while (!client.unanswered.empty()) {
