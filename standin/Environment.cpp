@@ -33,7 +33,7 @@ Environment read() {
     if (*path == '\0') refuse("KOR_OAM_SOCKET", path, "the path of a socket");
     result.socketPath = path;
   }
-  int automatic = 1;
+  int automatic = result.automatic;
   readNumber("KOR_OAM_AUTO", 1, "0 or 1", automatic);
   result.automatic = automatic == 1;
   if (const char* clock = std::getenv("KOR_OAM_CLOCK")) {

@@ -209,7 +209,6 @@ class OamService final : private RequestHandler, private MainDuty {
         static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(
                                        std::chrono::steady_clock::now() - start)
                                        .count());
-    server_.callbackIsBack();
     deliver();
   }
   const Method* methodOf(std::string_view name) const;

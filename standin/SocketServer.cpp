@@ -359,11 +359,6 @@ void SocketServer::goOn() {
   for (const Pointer& connection : connections_) connection->waits = false;
 }
 
-void SocketServer::callbackIsBack() {
-  for (const Pointer& connection : connections_) connection->waitsForCallback = false;
-  orphansWait_ = false;
-}
-
 // --- sending ------------------------------------------------------------------------------------
 
 void SocketServer::settleAll() {

@@ -117,8 +117,6 @@ class SocketServer {
   int descriptor() const { return epoll_; }
   /// Ends a wait for events. From any thread.
   void wake();
-  /// A callback has returned: requests that waited for that can be served.
-  void callbackIsBack();
 
   /// Ends a request that was pending.
   void finish(Turn& turn);

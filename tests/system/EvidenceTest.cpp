@@ -182,16 +182,16 @@ faultAdd {"method":"get","errorString":"x","drop":true} -> {"code":-32602}
 faultAdd {"notification":"alarm","result":1} -> {"code":-32602}
 faultAdd {"method":"get","count":0,"drop":true} -> {"code":-32602}
 faultAdd {"method":"get","delayMilliseconds":3600001} -> {"code":-32602}
-faultAdd {"method":"get","recordId":"0x111f0004","result":-5,"errorString":"no","count":1} -> {"faultId":1}
+faultAdd {"method":"get","recordId":"0x111f0004","result":-5,"errorString":"\t","count":1} -> {"faultId":1}
 faultAdd {"method":"get","recordId":"0x111f0004","blocks":"truncate","count":1} -> {"faultId":2}
 faultAdd {"method":"get","blocks":"flip","count":1} -> {"faultId":3}
-get {"recordId":"0x111f0004"} -> {"result":-5,"errorString":"no","records":[]}
+get {"recordId":"0x111f0004"} -> {"result":-5,"errorString":"\t","records":[]}
 get {"recordId":"0x111f0004"} -> {"result":0,"records":["111f00040001"]}
 get {"recordId":"0x111f0004"} -> {"result":0,"records":["111f00040001ff"]}
 get {"recordId":"0x111f0004"} -> {"result":0,"records":["111f0004000100"]}
 faultRemove {"faultId":9} -> {"removed":0}
 faultList {} -> {"faults":[{"faultId":1,"hits":1,"method":"get","recordId":"0x111f0004","count":1,
- "result":-5,"errorString":"no"},{"faultId":2,"hits":1,"method":"get","recordId":"0x111f0004",
+ "result":-5,"errorString":"\t"},{"faultId":2,"hits":1,"method":"get","recordId":"0x111f0004",
  "count":1,"blocks":"truncate"},{"faultId":3,"hits":1,"method":"get","count":1,"blocks":"flip"}]}
 faultRemove {} -> {"removed":3}
 faultAdd {"method":"get","drop":true,"count":1} -> {"faultId":4}

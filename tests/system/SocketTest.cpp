@@ -81,8 +81,10 @@ TEST_F(SocketTest, BatchesAreAnsweredInOneLineWithoutTheirNotifications) {
 TEST_F(SocketTest, RepliesKeepTheOrderOfTheRequestsAlsoBehindASleep) {
   start("--group 111f --sleep-time 1");
   const auto before = Clock::now();
-  client->sendBytes(request(1, "get", stats5) + "\n" + request(2, "status") + "\n" +
-                    request(3, "get") + "\n" + request(4, "get", R"({"recordId":1})") + "\n");
+  client->request(1, "get", stats5);
+  ASSERT_TRUE(eventually([&] { return daemon->out().find("Sleep") != std::string::npos; }));
+  client->sendBytes(request(2, "status") + "\n" + request(3, "get") + "\n" +
+                    request(4, "get", R"({"recordId":1})") + "\n");
   client->endInput();
   for (const int id : {1, 2, 3, 4}) EXPECT_EQ(client->readObject().at("id"), id);
   EXPECT_EQ(client->readLine(), "");
