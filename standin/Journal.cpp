@@ -14,7 +14,7 @@ struct Text {
   std::string& out;
 
   void add(std::string_view text) { out += text; }
-  void add(std::uint64_t number) { appendNumber(out, static_cast<std::int64_t>(number)); }
+  void add(std::uint64_t number) { out += std::to_string(number); }
   void add(const timeval& time) { out += utcText(time); }
 };
 

@@ -23,9 +23,6 @@ std::optional<std::int64_t> JsonValue::integer() const {
 
 namespace {
 
-/// Values of the lines that most clients send.
-constexpr std::size_t few = 32;
-
 /// Whether a list or text is to give its room back.
 template <typename Elements>
 bool isLarge(const Elements& elements) {
@@ -90,7 +87,7 @@ class JsonDocument::Handler {
 
   bool add(const JsonValue& value) {
     if (!keep) return true;
-    if (document->used_ == values().size()) values().resize(std::max(few, 2 * document->used_));
+    if (document->used_ == values().size()) values().emplace_back();
     values()[document->used_++] = value;
     return true;
   }

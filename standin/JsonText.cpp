@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <boost/json/serialize.hpp>
-#include <charconv>
 
 #include "records/Utf8.h"
 
@@ -28,11 +27,6 @@ void appendQuoted(std::string& out, std::string_view text) {
   out += '"';
   out += text;
   out += '"';
-}
-
-void appendNumber(std::string& out, std::int64_t number) {
-  char digits[20];
-  out.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
 }
 
 }  // namespace standin

@@ -13,9 +13,6 @@ namespace standin {
 /// Appends `text` in quotes. Bytes that are not UTF-8 become U+FFFD.
 void appendQuoted(std::string& out, std::string_view text);
 
-/// Appends an integer in decimal.
-void appendNumber(std::string& out, std::int64_t number);
-
 /// Writes an object at the end of a text, member by member. Names need no escapes, and have at most
 /// 60 characters.
 class ObjectText {
@@ -24,7 +21,7 @@ class ObjectText {
 
   template <std::integral Number>
   requires(!std::same_as<Number, bool>) ObjectText& add(std::string_view name, Number number) {
-    appendNumber(start(name), static_cast<std::int64_t>(number));
+    start(name) += std::to_string(number);
     return *this;
   }
   ObjectText& add(std::string_view name, std::same_as<bool> auto truth) {

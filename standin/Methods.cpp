@@ -355,7 +355,6 @@ Served OamService::changeSubscription(Turn& turn, Parameters& parameters, Count&
   const bool requests = wanted && parameters.flag("requests", false);
   parameters.finish();
   ++count.requests;
-  turn.take();
   if (Connection* const connection = turn.connection(); connection != nullptr) {
     server_.subscribe(*connection, wanted, requests);
   }

@@ -289,7 +289,7 @@ bool OamService::sendGroups(Notification which, Zel::OamSvcRegInd::SvcRegType ty
   }
   const Automatic automatic{.what = Automatic::What::outcome, .kind = outcome, .groups = groups};
   const bool reports = environment().automatic && slots_.svcRegResult;
-  post({which, std::move(params), std::nullopt, 0}, reports ? &automatic : nullptr);
+  post({which, std::move(params), std::nullopt}, reports ? &automatic : nullptr);
   return true;
 }
 
@@ -314,7 +314,7 @@ bool OamService::sendSetInd(const boost::shared_ptr<Zel::Record>& record,
   // With the lock, so that the numbers go out in their order.
   const std::lock_guard lock(setIndMutex_);
   const std::uint32_t setIndId = lastSetIndId_ + 1;
-  Posted posted{setInd, {}, record->id, 0};
+  Posted posted{setInd, {}, record->id};
   if (server_.hasSubscribers()) {
     std::string& params = posted.params;
     ObjectText members(params);

@@ -11,6 +11,7 @@
 
 #include "ScriptedPlatform.h"
 #include "records/LogLine.h"
+#include "records/Utf8.h"
 
 /// Makes the C library's number formatting fail in this program.
 static bool formatterFails = false;
@@ -129,4 +130,16 @@ TEST(LogLineTest, PutsConsoleLinesOnStandardOutputWhateverTheThreshold) {
 }
 
 }  // namespace
+TEST(Utf8Test, KeepsWhatIsWellFormedAndReplacesEachRunOfOtherBytes) {
+  for (const std::string good : {"a\x7f", "\xc2\x80\xdf\xbf", "\xe0\xa0\x80\xef\xbf\xbf",
+                                 "\xed\x9f\xbf\xee\x80\x80", "\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"}) {
+    EXPECT_EQ(validUtf8(good), good);
+  }
+  for (const std::string bad :
+       {"\x80", "\xc1\xbf", "\xe0\x9f\xbf", "\xed\xa0\x80", "\xf0\x8f\xbf\xbf", "\xf4\x90\x80\x80",
+        "\xf5\x80\x80\x80", "\xc2", "\xe0\xa0", "\xe1\x80\xc0", "\xff\xfe"}) {
+    EXPECT_EQ(validUtf8("a" + bad + "b" + bad), "a\ufffdb\ufffd");
+  }
+}
+
 }  // namespace Zel

@@ -48,6 +48,9 @@ TEST(SerialStreamTest, CarriesWholeIntegersInStreamOrderOrNothing) {
   expectCarried<std::uint16_t>(0x1234, "1234", 0x3412);
   expectCarried<std::uint32_t>(0x89abcdef, "89abcdef", 0xefcdab89);
   expectCarried<std::uint64_t>(0xf1f2f3f4f5f6f7f8, "f1f2f3f4f5f6f7f8", 0xf1f2f3f4f5f6f7f8);
+  Stream to(std::uint32_t{1});
+  to.stream.write("\xab", 1);
+  EXPECT_EQ(to.written(), "ab");
 }
 
 TEST(SerialStreamTest, RefusesLengthsThatWouldWrapAndPositionsBehindTheEnd) {

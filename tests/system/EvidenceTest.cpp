@@ -163,10 +163,13 @@ TEST_F(EvidenceTest, WhoeverLetsTimePassTakesTurns) {
       EXPECT_TRUE(matches(reply, {{"id", id}, {"result", {{"settled", true}}}})) << reply;
     }
   }
-  EXPECT_TRUE(eventually([&] { return left() == 2; }));
+  gone = connect();
+  gone->send(advance);
+  gone.reset();
+  EXPECT_TRUE(eventually([&] { return left() == 1.5; }));
   const json::object counters = client->result("status").at("counters").as_object();
-  EXPECT_EQ(counters.at("requests").at("advanceTime"), 6);
-  EXPECT_EQ(counters.at("answered").at("advanceTime"), 6);
+  EXPECT_EQ(counters.at("requests").at("advanceTime"), 7);
+  EXPECT_EQ(counters.at("answered").at("advanceTime"), 7);
 }
 
 TEST_F(EvidenceTest, FaultsDoWhatTheySay) {
@@ -259,14 +262,23 @@ TEST_F(EvidenceTest, WhatIsHeldBackHoldsUpNobodyElseAndADisconnectIsAnEnd) {
   const long ticks = daemon->processorTicks();
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
   EXPECT_LE(daemon->processorTicks() - ticks, 10);
-  // No part of a batch's reply leaves before what is held back in it.
-  client->result("faultAdd", R"({"method":"clear","delayMilliseconds":3600000,"count":1})");
-  const auto streamed = connect();
+  // No part of a batch's reply leaves before what is held back in it, and none of a reply behind a
+  // large one.
+  client->result("faultAdd", R"({"method":"clear","delayMilliseconds":3600000})");
+  const auto streamed = connect(), large = connect();
   const auto rows = request(2, "get", R"({"recordId":"0x111f0007","batchSize":65535})");
   streamed->send("[" + request(1, "clear", stats5) + "," + rows + "," + rows + "]");
-  ASSERT_TRUE(eventually([&] { return entries(R"({"method":"get"})").size() == 5; }));
-  char byte;
-  EXPECT_EQ(::recv(streamed->descriptor(), &byte, 1, MSG_PEEK | MSG_DONTWAIT), -1);
+  large->send(rows);
+  large->request(3, "clear", stats5);
+  ASSERT_TRUE(eventually([&] {
+    return entries(R"({"method":"get"})").size() == 6 &&
+           entries(R"({"method":"clear"})").size() == 3;
+  }));
+  EXPECT_EQ(json::parse(large->readLine()).at("id"), 2);
+  for (const auto& by : {streamed.get(), large.get()}) {
+    char byte;
+    EXPECT_EQ(::recv(by->descriptor(), &byte, 1, MSG_PEEK | MSG_DONTWAIT), -1);
+  }
 }
 
 TEST_F(EvidenceTest, AStopSendsWhatIsHeldBackOfABatchThatItEnds) {
