@@ -16,8 +16,7 @@ void occupyStandardStreams() {
   }
   // Lines would get lost where a write does not wait.
   for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
-    const int flags = ::fcntl(stream, F_GETFL);
-    if (flags >= 0) ::fcntl(stream, F_SETFL, flags & ~O_NONBLOCK);
+    ::fcntl(stream, F_SETFL, ::fcntl(stream, F_GETFL) & ~O_NONBLOCK);
   }
 }
 

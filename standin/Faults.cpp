@@ -14,12 +14,12 @@ constexpr std::uint32_t longestDelay = 3'600'000;
 
 [[noreturn]] void refuse(const std::string& why) { throw rpc::Error{rpc::badParameters, why}; }
 
-/// Whether a switch is given, which can only be true.
-bool given(Parameters& parameters, const char* name) {
-  if (!parameters.has(name)) return false;
-  if (!parameters.flag(name, true)) refuse(std::string(name) + " must be true");
-  return true;
-}
+constexpr struct {
+  const char* name;
+  Fault::Action action;
+} actions[] = {{"drop", Fault::Action::drop},
+               {"disconnect", Fault::Action::disconnect},
+               {"duplicate", Fault::Action::duplicate}};
 
 }  // namespace
 
@@ -46,23 +46,26 @@ std::uint64_t Faults::add(Parameters& parameters, const Known& isMethod,
   if (fault.errorString && fault.errorString->size() > most) {
     refuse("errorString must hold at most " + std::to_string(most) + " bytes");
   }
-  int actions = 0;
-  if (given(parameters, "drop")) ++actions, fault.action = Fault::Action::drop;
-  if (given(parameters, "disconnect")) ++actions, fault.action = Fault::Action::disconnect;
-  if (given(parameters, "duplicate")) ++actions, fault.action = Fault::Action::duplicate;
+  for (const auto& [name, action] : actions) {
+    if (!parameters.has(name)) continue;
+    if (!parameters.flag(name, true)) refuse(std::string(name) + " must be true");
+    if (fault.action != Fault::Action::none) {
+      refuse("drop, disconnect and duplicate exclude each other");
+    }
+    fault.action = action;
+  }
   if (parameters.has("blocks")) {
     const std::string blocks = parameters.text("blocks", "");
     if (blocks != "truncate" && blocks != "flip") refuse("blocks must be truncate or flip");
     fault.blocks = blocks == "flip" ? Fault::Blocks::flip : Fault::Blocks::truncate;
   }
   parameters.finish();
-  if (actions > 1) refuse("drop, disconnect and duplicate exclude each other");
   if (fault.ofNotification && fault.result) refuse("result is for a method, not a notification");
   if (fault.errorString && !fault.result) refuse("errorString is for a fault with result");
   if (!fault.ofNotification && fault.action == Fault::Action::duplicate) {
     refuse("duplicate is for a notification, not a method");
   }
-  if (!fault.delayMilliseconds && !fault.result && actions == 0 &&
+  if (!fault.delayMilliseconds && !fault.result && fault.action == Fault::Action::none &&
       fault.blocks == Fault::Blocks::whole) {
     refuse(
         "nothing would happen: give delayMilliseconds, result, drop, disconnect, duplicate or "
@@ -89,9 +92,9 @@ void Faults::write(std::string& out) const {
     if (fault.delayMilliseconds) members.add("delayMilliseconds", *fault.delayMilliseconds);
     if (fault.result) members.add("result", *fault.result);
     if (fault.errorString) members.add("errorString", *fault.errorString);
-    if (fault.action == Fault::Action::drop) members.add("drop", true);
-    if (fault.action == Fault::Action::disconnect) members.add("disconnect", true);
-    if (fault.action == Fault::Action::duplicate) members.add("duplicate", true);
+    for (const auto& [name, action] : actions) {
+      if (fault.action == action) members.add(name, true);
+    }
     if (fault.blocks == Fault::Blocks::truncate) members.add("blocks", "truncate");
     if (fault.blocks == Fault::Blocks::flip) members.add("blocks", "flip");
     members.end();

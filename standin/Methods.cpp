@@ -90,19 +90,33 @@ ObjectText& addBlocks(ObjectText& members, std::string_view name, const List& li
   });
 }
 
-/// The id in a record block, where it has one.
-std::optional<std::uint32_t> idIn(Block& block) {
-  std::uint32_t recordId = 0;
-  Zel::SerialStream stream = Zel::blockReader(block);
-  return (stream >> recordId).good ? std::optional(recordId) : std::nullopt;
-}
+/// What set and notify have in common.
+struct Change {
+  explicit Change(Parameters& parameters)
+      : block(parameters.block("record")),
+        opType(static_cast<Zel::MgmtOpType>(parameters.number("opType"))),
+        regDownloadFlag(parameters.flag("regDownloadFlag", false)),
+        applyAction(
+            static_cast<Zel::ApplyActionType>(parameters.number("applyAction", 0xFFFFFFFF, 0))) {}
+
+  /// The id in the block, where it has one.
+  std::optional<std::uint32_t> recordId() {
+    std::uint32_t recordId = 0;
+    Zel::SerialStream stream = Zel::blockReader(block);
+    return (stream >> recordId).good ? std::optional(recordId) : std::nullopt;
+  }
+
+  Block block;
+  Zel::MgmtOpType opType;
+  bool regDownloadFlag;
+  Zel::ApplyActionType applyAction;
+};
 
 }  // namespace
 
 /// Puts a reply into the journal and sends it, or does with it what the fault says.
 template <typename Write>
 void OamService::finish(Turn& turn, const Fault* fault, std::string_view member, Write&& write) {
-  turn.take();
   const JournalEntry& entry = entryOf(turn);
   const std::string_view outcome = member == "result" ? "reply" : member;
   if (turn.wantsReply() && fault == nullptr && !server_.someoneSeesRequests()) {
@@ -117,11 +131,11 @@ void OamService::finish(Turn& turn, const Fault* fault, std::string_view member,
   put(entry, outcome, reply_);
   const auto reply = [&] { turn.reply(member, [&](std::string& out) { out += reply_; }); };
   Connection* const connection = turn.connection();
-  if (fault == nullptr || connection == nullptr || connection->closed()) {
+  if (fault == nullptr) {
     reply();
   } else if (turn.wantsReply()) {
     sendFaultily(*connection, *fault, reply);
-  } else if (fault->action == Fault::Action::disconnect) {
+  } else if (connection != nullptr && fault->action == Fault::Action::disconnect) {
     connection->endAfterThis();
   }
   if (reply_.capacity() > mebibyte) std::string().swap(reply_);
@@ -135,8 +149,9 @@ void OamService::fail(Turn& turn, const rpc::Error& error) {
 /// `prepare(errorString)` throws a Refusal, or a fault says so; `rest(members, how)` adds the
 /// further members of the result, their blocks as a fault wants them.
 template <typename Prepare, typename Callback, typename Rest>
-Served OamService::answer(Turn& turn, Count& count, About about, Prepare&& prepare,
+Served OamService::answer(Turn& turn, Parameters& parameters, About about, Prepare&& prepare,
                           Callback&& callback, Rest&& rest) {
+  parameters.finish();
   JournalEntry& entry = entryOf(turn);
   entry.recordId = about.recordId;
   Fault* const found = faults_.choose(false, entry.method, about.recordId);
@@ -157,7 +172,6 @@ Served OamService::answer(Turn& turn, Count& count, About about, Prepare&& prepa
     }
   }
   if (calls && !turn.mayCall) return Served::needsCallback;
-  ++count.requests;
   // It may be removed while the callback runs.
   std::optional<Fault> fault;
   if (found != nullptr) {
@@ -179,28 +193,27 @@ Served OamService::answer(Turn& turn, Count& count, About about, Prepare&& prepa
 
 /// Answers a method whose result is nothing but the outcome; `callback()` returns that.
 template <typename Callback>
-Served OamService::answerSlot(Turn& turn, Count& count, About about, bool filled,
+Served OamService::answerSlot(Turn& turn, Parameters& parameters, About about, bool filled,
                               Callback&& callback) {
   about.hasErrorString = false;
   return answer(
-      turn, count, about,
+      turn, parameters, about,
       [&](Zel::ErrorString&) {
         if (!filled) throw Refusal{Zel::MGMT_MISSING_CALLBACK, ""};
       },
       [&](Zel::ErrorString&) { return callback(); }, [](ObjectText&, Fault::Blocks) {});
 }
 
-Served OamService::get(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::get(Turn& turn, Parameters& parameters) {
   const std::uint32_t recordId = parameters.recordId("recordId");
   std::vector<Block> blocks = parameters.blocks("queryKeys", maxKeyBlocks);
   const bool wildcardAllowed = parameters.flag("wildcardAllowed", false);
   const auto batchSize = static_cast<std::uint16_t>(parameters.number("batchSize", 0xFFFF, 0));
   const bool clearOnRead = parameters.flag("clearOnRead", false);
-  parameters.finish();
   Zel::RecordKeysList queryKeys;
   Zel::RecordList records;
   return answer(
-      turn, count, {recordId},
+      turn, parameters, {recordId},
       [&](Zel::ErrorString&) {
         if (!slots_.get) throw missingCallback("get");
         for (Block& block : blocks) {
@@ -213,19 +226,18 @@ Served OamService::get(Turn& turn, Parameters& parameters, Count& count) {
       [&](ObjectText& members, Fault::Blocks how) { addBlocks(members, "records", records, how); });
 }
 
-Served OamService::getKeys(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::getKeys(Turn& turn, Parameters& parameters) {
   const std::uint32_t recordId = parameters.recordId("recordId");
   std::optional<Block> queryBlock = parameters.optionalBlock("queryKeys");
   const bool wildcardAllowed = parameters.flag("wildcardAllowed", false);
   std::optional<Block> lastSentBlock = parameters.optionalBlock("lastSentKeys");
   const bool firstRequest = parameters.flag("firstRequest", !lastSentBlock);
   const auto batchSize = static_cast<std::uint16_t>(parameters.number("batchSize", 0xFFFF, 0));
-  parameters.finish();
   Zel::RecordKeysWrapper query, lastSent;
   Zel::RecordKeysList keys;
   bool lastBatch = false;
   return answer(
-      turn, count, {recordId},
+      turn, parameters, {recordId},
       [&](Zel::ErrorString&) {
         if (!slots_.getKeys) throw missingCallback("getKeys");
         if (queryBlock) query.keys = readKeys(recordId, wildcardAllowed, *queryBlock);
@@ -240,57 +252,47 @@ Served OamService::getKeys(Turn& turn, Parameters& parameters, Count& count) {
       });
 }
 
-Served OamService::set(Turn& turn, Parameters& parameters, Count& count) {
-  Block block = parameters.block("record");
-  const auto opType = static_cast<Zel::MgmtOpType>(parameters.number("opType"));
-  const bool regDownloadFlag = parameters.flag("regDownloadFlag", false);
-  auto applyAction =
-      static_cast<Zel::ApplyActionType>(parameters.number("applyAction", 0xFFFFFFFF, 0));
+Served OamService::set(Turn& turn, Parameters& parameters) {
+  Change change(parameters);
   const auto transactionId =
       static_cast<std::uint16_t>(parameters.number("transactionId", 0xFFFF, 0));
   const std::string given = parameters.text("errorString", "");
-  parameters.finish();
   boost::shared_ptr<Zel::Record> record;
   return answer(
-      turn, count, {idIn(block)},
+      turn, parameters, {change.recordId()},
       [&](Zel::ErrorString& errorString) {
         if (!slots_.set) throw missingCallback("set");
-        record = readRecord(block);
+        record = readRecord(change.block);
         Zel::boundedCopy(errorString.data(), given.c_str(), Zel::ErrorString::size());
       },
       [&](Zel::ErrorString& errorString) {
-        return slots_.set(record, opType, regDownloadFlag, applyAction, errorString, transactionId);
+        return slots_.set(record, change.opType, change.regDownloadFlag, change.applyAction,
+                          errorString, transactionId);
       },
       [&](ObjectText& members, Fault::Blocks) {
-        members.add("applyAction", std::int64_t{applyAction});
+        members.add("applyAction", std::int64_t{change.applyAction});
       });
 }
 
-Served OamService::notify(Turn& turn, Parameters& parameters, Count& count) {
-  Block block = parameters.block("record");
-  const auto opType = static_cast<Zel::MgmtOpType>(parameters.number("opType"));
-  const bool regDownloadFlag = parameters.flag("regDownloadFlag", false);
-  const auto applyAction =
-      static_cast<Zel::ApplyActionType>(parameters.number("applyAction", 0xFFFFFFFF, 0));
-  parameters.finish();
+Served OamService::notify(Turn& turn, Parameters& parameters) {
+  Change change(parameters);
   boost::shared_ptr<Zel::Record> record;
   return answer(
-      turn, count, {idIn(block)},
+      turn, parameters, {change.recordId()},
       [&](Zel::ErrorString&) {
         if (!slots_.notify) throw missingCallback("notify");
-        record = readRecord(block);
+        record = readRecord(change.block);
       },
       [&](Zel::ErrorString&) {
-        return slots_.notify(record, opType, regDownloadFlag, applyAction);
+        return slots_.notify(record, change.opType, change.regDownloadFlag, change.applyAction);
       },
       [](ObjectText&, Fault::Blocks) {});
 }
 
-Served OamService::clear(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::clear(Turn& turn, Parameters& parameters) {
   const std::uint32_t recordId = parameters.recordId("recordId");
-  parameters.finish();
   return answer(
-      turn, count, {recordId},
+      turn, parameters, {recordId},
       [&](Zel::ErrorString&) {
         if (!slots_.clear) throw missingCallback("clear");
       },
@@ -298,29 +300,26 @@ Served OamService::clear(Turn& turn, Parameters& parameters, Count& count) {
       [](ObjectText&, Fault::Blocks) {});
 }
 
-Served OamService::initProvComplete(Turn& turn, Parameters& parameters, Count& count) {
-  parameters.finish();
-  return answerSlot(turn, count, {}, bool(slots_.initProvComplete), [&] {
+Served OamService::initProvComplete(Turn& turn, Parameters& parameters) {
+  return answerSlot(turn, parameters, {}, bool(slots_.initProvComplete), [&] {
     slots_.initProvComplete();
     return Zel::MGMT_SUCCESS;
   });
 }
 
-Served OamService::svcRegInd(Turn& turn, Parameters& parameters, Count& count) {
-  parameters.finish();
-  return answerSlot(turn, count, {}, bool(slots_.svcRegInd), [&] {
+Served OamService::svcRegInd(Turn& turn, Parameters& parameters) {
+  return answerSlot(turn, parameters, {}, bool(slots_.svcRegInd), [&] {
     slots_.svcRegInd();
     return Zel::MGMT_SUCCESS;
   });
 }
 
-Served OamService::svcRegResult(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::svcRegResult(Turn& turn, Parameters& parameters) {
   const std::uint32_t kind = parameters.number("kind");
   const auto result = static_cast<Zel::MgmtResult>(parameters.result("result"));
   const std::vector<std::uint16_t> groups = parameters.groups("groups", maxGroups);
-  parameters.finish();
   return answer(
-      turn, count, {.hasErrorString = false},
+      turn, parameters, {.hasErrorString = false},
       [&](Zel::ErrorString&) {
         if (!slots_.svcRegResult) throw Refusal{Zel::MGMT_MISSING_CALLBACK, ""};
         if (turn.mayCall) noteOutcome(kind, result, groups);
@@ -332,10 +331,9 @@ Served OamService::svcRegResult(Turn& turn, Parameters& parameters, Count& count
       [](ObjectText&, Fault::Blocks) {});
 }
 
-Served OamService::setIndResult(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::setIndResult(Turn& turn, Parameters& parameters) {
   const std::uint32_t setIndId = parameters.number("setIndId");
   const auto result = static_cast<Zel::MgmtResult>(parameters.result("result"));
-  parameters.finish();
   const bool filled = bool(slots_.setIndResult);
   boost::shared_ptr<Zel::Record> record = outstanding(setIndId);
   if (filled && !record) {
@@ -343,18 +341,16 @@ Served OamService::setIndResult(Turn& turn, Parameters& parameters, Count& count
                                              " is not an outstanding set indication"};
   }
   const About about{record ? std::optional(record->id) : std::nullopt};
-  return answerSlot(turn, count, about, filled, [&] {
+  return answerSlot(turn, parameters, about, filled, [&] {
     // Taken here, not before: a fault leaves it outstanding.
     record = takeSetInd(setIndId);
     return slots_.setIndResult(record, result);
   });
 }
 
-Served OamService::changeSubscription(Turn& turn, Parameters& parameters, Count& count,
-                                      bool wanted) {
+Served OamService::changeSubscription(Turn& turn, Parameters& parameters, bool wanted) {
   const bool requests = wanted && parameters.flag("requests", false);
   parameters.finish();
-  ++count.requests;
   if (Connection* const connection = turn.connection(); connection != nullptr) {
     server_.subscribe(*connection, wanted, requests);
   }
@@ -368,17 +364,16 @@ Served OamService::changeSubscription(Turn& turn, Parameters& parameters, Count&
   return Served::done;
 }
 
-Served OamService::subscribe(Turn& turn, Parameters& parameters, Count& count) {
-  return changeSubscription(turn, parameters, count, true);
+Served OamService::subscribe(Turn& turn, Parameters& parameters) {
+  return changeSubscription(turn, parameters, true);
 }
 
-Served OamService::unsubscribe(Turn& turn, Parameters& parameters, Count& count) {
-  return changeSubscription(turn, parameters, count, false);
+Served OamService::unsubscribe(Turn& turn, Parameters& parameters) {
+  return changeSubscription(turn, parameters, false);
 }
 
-Served OamService::status(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::status(Turn& turn, Parameters& parameters) {
   parameters.finish();
-  ++count.requests;
   turn.result([&](std::string& out) {
     ObjectText members(out);
     writeStatus(members, turn);
@@ -387,7 +382,7 @@ Served OamService::status(Turn& turn, Parameters& parameters, Count& count) {
   return Served::done;
 }
 
-Served OamService::journal(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::journal(Turn& turn, Parameters& parameters) {
   Journal::Filter filter;
   if (parameters.has("after")) filter.after = parameters.longNumber("after");
   if (parameters.has("limit")) filter.limit = parameters.positive("limit", maxJournalPage);
@@ -397,7 +392,6 @@ Served OamService::journal(Turn& turn, Parameters& parameters, Count& count) {
     throw rpc::Error{rpc::badParameters, "method must be a method of the daemon"};
   }
   parameters.finish();
-  ++count.requests;
   turn.result([&](std::string& out) {
     ObjectText(out)
         .addFrom("entries", [&] { journal_.write(out, filter); })
@@ -408,40 +402,36 @@ Served OamService::journal(Turn& turn, Parameters& parameters, Count& count) {
   return Served::done;
 }
 
-Served OamService::journalClear(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::journalClear(Turn& turn, Parameters& parameters) {
   parameters.finish();
-  ++count.requests;
   const std::size_t cleared = journal_.clear();
   turn.result([&](std::string& out) { ObjectText(out).add("cleared", cleared).end(); });
   return Served::done;
 }
 
-Served OamService::faultAdd(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::faultAdd(Turn& turn, Parameters& parameters) {
   const std::uint64_t id = faults_.add(
       parameters, [this](std::string_view name) { return isDaemonMethod(name); },
       [](std::string_view name) {
         return std::find(notificationNames.begin(), notificationNames.end(), name) !=
                notificationNames.end();
       });
-  ++count.requests;
   turn.result([&](std::string& out) { ObjectText(out).add("faultId", id).end(); });
   return Served::done;
 }
 
-Served OamService::faultList(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::faultList(Turn& turn, Parameters& parameters) {
   parameters.finish();
-  ++count.requests;
   turn.result([&](std::string& out) {
     ObjectText(out).addFrom("faults", [&] { faults_.write(out); }).end();
   });
   return Served::done;
 }
 
-Served OamService::faultRemove(Turn& turn, Parameters& parameters, Count& count) {
+Served OamService::faultRemove(Turn& turn, Parameters& parameters) {
   std::optional<std::uint64_t> id;
   if (parameters.has("faultId")) id = parameters.longNumber("faultId");
   parameters.finish();
-  ++count.requests;
   const std::size_t removed = faults_.remove(id);
   turn.result([&](std::string& out) { ObjectText(out).add("removed", removed).end(); });
   return Served::done;

@@ -29,7 +29,7 @@ constexpr auto settleTime = std::chrono::seconds(1);
 OamService::OamService()
     : server_(*this),
       // In the order in which `status` lists them.
-      methods_{{
+      methods_{
           {"advanceTime", &OamService::advanceTime, false, {}},
           {"clear", &OamService::clear, true, {}},
           {"faultAdd", &OamService::faultAdd, false, {}},
@@ -48,7 +48,7 @@ OamService::OamService()
           {"svcRegInd", &OamService::svcRegInd, true, {}},
           {"svcRegResult", &OamService::svcRegResult, true, {}},
           {"unsubscribe", &OamService::unsubscribe, false, {}},
-      }} {}
+      } {}
 
 OamService::~OamService() {
   if (thread_.joinable()) thread_.join();
@@ -193,7 +193,7 @@ void OamService::attend() {
     try {
       const bool more = server_.work(false);
       pollfd events[] = {{wakeDescriptor(), POLLIN, 0}, {server_.descriptor(), POLLIN, 0}};
-      if (baton_.isAway()) ::poll(events, 2, more ? 0 : wait());
+      if (baton_.isAway()) ::poll(events, std::size(events), more ? 0 : wait());
       woken = (events[0].revents & POLLIN) != 0;
       server_.collect(0);
     } catch (const std::bad_alloc&) {
@@ -219,16 +219,13 @@ void OamService::end() {
   advance_.reset();
   server_.shutDown();
   baton_.unlock();
-  {
-    std::unique_lock lock(endMutex_);
-    hasEnded_.wait(lock, [&] { return ended_; });
-  }
   thread_.join();
 }
 
 // --- notifications ------------------------------------------------------------------------------
 
-void OamService::post(Posted notification, const Automatic* automatic) {
+bool OamService::post(Posted notification, const Automatic* automatic) {
+  if (stopping()) return false;
   const std::lock_guard lock(postedMutex_);
   posted_.push_back(std::move(notification));
   try {
@@ -241,6 +238,7 @@ void OamService::post(Posted notification, const Automatic* automatic) {
   if (automatic != nullptr) hasAutomatic_ = true;
   // A callback that returns hands over itself what it has sent.
   if (std::this_thread::get_id() != callbackThreadId_ || baton_.mainStandsIn()) server_.wake();
+  return true;
 }
 
 void OamService::deliver() {
@@ -279,7 +277,6 @@ void OamService::deliver(Posted& posted) {
 
 bool OamService::sendGroups(Notification which, Zel::OamSvcRegInd::SvcRegType type,
                             const std::vector<std::uint16_t>& groups, unsigned int outcome) {
-  if (stopping()) return false;
   std::string params;
   if (server_.hasSubscribers()) {
     ObjectText(params)
@@ -289,8 +286,7 @@ bool OamService::sendGroups(Notification which, Zel::OamSvcRegInd::SvcRegType ty
   }
   const Automatic automatic{.what = Automatic::What::outcome, .kind = outcome, .groups = groups};
   const bool reports = environment().automatic && slots_.svcRegResult;
-  post({which, std::move(params), std::nullopt}, reports ? &automatic : nullptr);
-  return true;
+  return post({which, std::move(params), std::nullopt}, reports ? &automatic : nullptr);
 }
 
 boost::shared_ptr<Zel::Record> OamService::outstanding(std::uint32_t setIndId) {
@@ -301,16 +297,12 @@ boost::shared_ptr<Zel::Record> OamService::outstanding(std::uint32_t setIndId) {
 
 boost::shared_ptr<Zel::Record> OamService::takeSetInd(std::uint32_t setIndId) {
   const std::lock_guard lock(setIndMutex_);
-  const auto found = outstandingSetInds_.find(setIndId);
-  if (found == outstandingSetInds_.end()) return nullptr;
-  boost::shared_ptr<Zel::Record> record = std::move(found->second);
-  outstandingSetInds_.erase(found);
-  return record;
+  const auto found = outstandingSetInds_.extract(setIndId);
+  return found ? found.mapped() : nullptr;
 }
 
 bool OamService::sendSetInd(const boost::shared_ptr<Zel::Record>& record,
                             Zel::ApplyActionType applyAction, Zel::MgmtOpType opType) {
-  if (stopping()) return false;
   // With the lock, so that the numbers go out in their order.
   const std::lock_guard lock(setIndMutex_);
   const std::uint32_t setIndId = lastSetIndId_ + 1;
@@ -326,12 +318,7 @@ bool OamService::sendSetInd(const boost::shared_ptr<Zel::Record>& record,
   }
   outstandingSetInds_[setIndId] = record;
   const Automatic automatic{.what = Automatic::What::setInd, .groups = {}, .setIndId = setIndId};
-  try {
-    post(std::move(posted), environment().automatic ? &automatic : nullptr);
-  } catch (...) {
-    outstandingSetInds_.erase(setIndId);
-    throw;
-  }
+  if (!post(std::move(posted), environment().automatic ? &automatic : nullptr)) return false;
   lastSetIndId_ = setIndId;
   if (outstandingSetInds_.size() > maxOutstandingSetInds) {
     outstandingSetInds_.erase(outstandingSetInds_.begin());
@@ -367,18 +354,19 @@ Served OamService::serve(Turn& turn, const rpc::Request& request) {
     method->ofDaemon ? fail(turn, error) : turn.error(error);
   };
   Served served = Served::done;
-  const std::uint64_t before = method->count.requests;
+  ++method->count.requests;
   try {
     Parameters parameters(request.params);
-    served = (this->*method->serve)(turn, parameters, method->count);
+    served = (this->*method->serve)(turn, parameters);
   } catch (const rpc::Error& error) {
-    if (method->count.requests == before) ++method->count.requests;
     refuse(error);
   } catch (const std::bad_alloc&) {
     // Without memory for one reply there may well be enough for the next.
     refuse({rpc::internalError, "out of memory"});
   }
   if (served == Served::done) ++method->count.answered;
+  // It comes again.
+  if (served == Served::needsCallback || served == Served::later) --method->count.requests;
   return served;
 }
 
@@ -389,11 +377,8 @@ void OamService::begin(JournalEntry& entry, const Turn& turn, std::string_view m
   entry.id = turn.id;
   entry.method = method;
   entry.params.clear();
-  if (request.params == nullptr) {
-    entry.params = "null";
-  } else {
-    appendJson(entry.params, *request.params);
-  }
+  const JsonValue none;
+  appendJson(entry.params, request.params != nullptr ? *request.params : none);
   entry.recordId.reset();
   entry.called = false;
   entry.microseconds = entry.faultId = 0;
@@ -407,7 +392,7 @@ int OamService::wait() const {
   if (server_.sawEvents()) return 0;
   const auto left = advance_->deadline - std::chrono::steady_clock::now();
   const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(left).count();
-  const int own = static_cast<int>(std::clamp<std::int64_t>(milliseconds, 0, 1000));
+  const int own = static_cast<int>(std::max<std::int64_t>(milliseconds, 0));
   return patience < 0 ? own : std::min(own, patience);
 }
 
@@ -422,16 +407,15 @@ bool OamService::idle(bool mayCall, bool quiet) {
   if (!rest) advance_->settled = false;
   advance_->deadline = now + settleTime;
   const std::optional<Pauses::Duration> next = pauses.shortest();
-  if (advance_->ended >= maxEndedPauses) {
-    endAdvance();
-    return true;
+  if (advance_->ended < maxEndedPauses) {
+    const Pauses::Duration step = std::min(next.value_or(advance_->left), advance_->left);
+    const std::size_t ended = pauses.pass(step);
+    advance_->ended += ended;
+    advance_->left -= step;
+    // What was ended goes on; without that, nothing more comes.
+    if (ended != 0) return true;
   }
-  const Pauses::Duration step = std::min(next.value_or(advance_->left), advance_->left);
-  const std::size_t ended = pauses.pass(step);
-  advance_->ended += ended;
-  advance_->left -= step;
-  // What was ended goes on; without that, nothing more comes.
-  if (ended == 0) endAdvance();
+  endAdvance();
   return true;
 }
 
@@ -439,26 +423,23 @@ void OamService::endAdvance() {
   Advance advance = std::move(*advance_);
   advance_.reset();
   Pauses::instance().thaw();
-  deliver();
   advance.turn.result([&](std::string& out) {
     ObjectText(out).add("ended", advance.ended).add("settled", advance.settled).end();
   });
-  ++advance.answered;
+  ++methodOf("advanceTime")->count.answered;
   server_.finish(advance.turn);
   server_.goOn();
 }
 
-Served OamService::advanceTime(Turn& turn, Parameters& parameters, Count& count) {
-  constexpr double mostSeconds = 4294967295;
+Served OamService::advanceTime(Turn& turn, Parameters& parameters) {
+  constexpr double mostSeconds = std::numeric_limits<std::uint32_t>::max();
   const double seconds = parameters.fraction("seconds", mostSeconds);
   parameters.finish();
   if (advance_) return Served::later;
-  ++count.requests;
   turn.take();
   Pauses::instance().freeze([this] { server_.wake(); });
   advance_.emplace(
-      Advance{turn, count.answered,
-              std::chrono::round<Pauses::Duration>(std::chrono::duration<double>(seconds)),
+      Advance{turn, std::chrono::round<Pauses::Duration>(std::chrono::duration<double>(seconds)),
               std::chrono::steady_clock::now() + settleTime});
   return Served::pending;
 }

@@ -77,11 +77,6 @@ void sendFaultily(Connection& connection, const Fault& fault, Append&& append) {
   if (fault.action != Fault::Action::drop) append();
 }
 
-/// The parameter of a notification that is its block.
-constexpr std::string_view blockName(Notification which) {
-  return which == setInd ? "record" : notificationNames[which];
-}
-
 /// An outcome that the API reports by itself, once the callback that caused it has returned.
 struct Automatic {
   enum class What { registration, outcome, setInd } what;
@@ -106,30 +101,26 @@ class OamService final : private RequestHandler, private MainDuty {
   /// False when nothing is sent any more. From any thread.
   template <typename Write>
   bool send(Notification which, Write&& write) {
-    if (stopping()) return false;
     std::string params;
     if (server_.hasSubscribers()) {
       ObjectText members(params);
       write(members);
       members.end();
     }
-    post({which, std::move(params), std::nullopt, 0}, nullptr);
-    return true;
+    return post({which, std::move(params), std::nullopt}, nullptr);
   }
   /// The same for one that has a block, which is the first of its parameters.
   template <typename Write>
   bool send(Notification which, const Zel::Record& record, Write&& write) {
-    if (stopping()) return false;
-    Posted posted{which, {}, record.id, 0};
+    Posted posted{which, {}, record.id};
     if (server_.hasSubscribers()) {
       ObjectText members(posted.params);
-      members.addFrom(blockName(which), [&] { appendQuotedBlock(posted.params, record); });
+      members.addFrom(notificationNames[which], [&] { appendQuotedBlock(posted.params, record); });
       posted.blockEnd = posted.params.size() - 1;
       write(members);
       members.end();
     }
-    post(std::move(posted), nullptr);
-    return true;
+    return post(std::move(posted), nullptr);
   }
   bool sendGroups(Notification which, Zel::OamSvcRegInd::SvcRegType type,
                   const std::vector<std::uint16_t>& groups, unsigned int outcome);
@@ -146,7 +137,6 @@ class OamService final : private RequestHandler, private MainDuty {
   /// Time that a client lets pass, a pause at a time.
   struct Advance {
     Turn turn;
-    std::uint64_t& answered;  ///< the count of its method
     Pauses::Duration left;
     std::chrono::steady_clock::time_point deadline;  ///< of the wait for the threads
     std::uint64_t ended = 0;
@@ -155,8 +145,7 @@ class OamService final : private RequestHandler, private MainDuty {
   struct Count {
     std::uint64_t requests = 0, answered = 0;
   };
-  /// Serves a method. False, and nothing done, where it needs a callback and has none.
-  using Serve = Served (OamService::*)(Turn& turn, Parameters& parameters, Count& count);
+  using Serve = Served (OamService::*)(Turn& turn, Parameters& parameters);
   struct Method {
     std::string_view name;
     Serve serve;
@@ -171,34 +160,35 @@ class OamService final : private RequestHandler, private MainDuty {
     deliver();
     if (mayCall) runAutomatic();
   }
-  Served get(Turn& turn, Parameters& parameters, Count& count);
-  Served getKeys(Turn& turn, Parameters& parameters, Count& count);
-  Served set(Turn& turn, Parameters& parameters, Count& count);
-  Served notify(Turn& turn, Parameters& parameters, Count& count);
-  Served clear(Turn& turn, Parameters& parameters, Count& count);
-  Served initProvComplete(Turn& turn, Parameters& parameters, Count& count);
-  Served svcRegInd(Turn& turn, Parameters& parameters, Count& count);
-  Served svcRegResult(Turn& turn, Parameters& parameters, Count& count);
-  Served setIndResult(Turn& turn, Parameters& parameters, Count& count);
-  Served subscribe(Turn& turn, Parameters& parameters, Count& count);
-  Served unsubscribe(Turn& turn, Parameters& parameters, Count& count);
-  Served status(Turn& turn, Parameters& parameters, Count& count);
-  Served journal(Turn& turn, Parameters& parameters, Count& count);
-  Served journalClear(Turn& turn, Parameters& parameters, Count& count);
-  Served advanceTime(Turn& turn, Parameters& parameters, Count& count);
-  Served faultAdd(Turn& turn, Parameters& parameters, Count& count);
-  Served faultList(Turn& turn, Parameters& parameters, Count& count);
-  Served faultRemove(Turn& turn, Parameters& parameters, Count& count);
+  Served get(Turn& turn, Parameters& parameters);
+  Served getKeys(Turn& turn, Parameters& parameters);
+  Served set(Turn& turn, Parameters& parameters);
+  Served notify(Turn& turn, Parameters& parameters);
+  Served clear(Turn& turn, Parameters& parameters);
+  Served initProvComplete(Turn& turn, Parameters& parameters);
+  Served svcRegInd(Turn& turn, Parameters& parameters);
+  Served svcRegResult(Turn& turn, Parameters& parameters);
+  Served setIndResult(Turn& turn, Parameters& parameters);
+  Served subscribe(Turn& turn, Parameters& parameters);
+  Served unsubscribe(Turn& turn, Parameters& parameters);
+  Served status(Turn& turn, Parameters& parameters);
+  Served journal(Turn& turn, Parameters& parameters);
+  Served journalClear(Turn& turn, Parameters& parameters);
+  Served advanceTime(Turn& turn, Parameters& parameters);
+  Served faultAdd(Turn& turn, Parameters& parameters);
+  Served faultList(Turn& turn, Parameters& parameters);
+  Served faultRemove(Turn& turn, Parameters& parameters);
 
   struct About {
     std::optional<std::uint32_t> recordId{};
     bool hasErrorString = true;
   };
   template <typename Prepare, typename Callback, typename Rest>
-  Served answer(Turn& turn, Count& count, About about, Prepare&& prepare, Callback&& callback,
-                Rest&& rest);
+  Served answer(Turn& turn, Parameters& parameters, About about, Prepare&& prepare,
+                Callback&& callback, Rest&& rest);
   template <typename Callback>
-  Served answerSlot(Turn& turn, Count& count, About about, bool filled, Callback&& callback);
+  Served answerSlot(Turn& turn, Parameters& parameters, About about, bool filled,
+                    Callback&& callback);
   /// Calls the daemon, without the baton. What the callback sent goes ahead of what follows.
   template <typename Callback>
   void call(JournalEntry& entry, Callback&& callback) {
@@ -219,7 +209,7 @@ class OamService final : private RequestHandler, private MainDuty {
   void put(const JournalEntry& entry, std::string_view outcome, std::string_view value);
   static void begin(JournalEntry& entry, const Turn& turn, std::string_view method,
                     const rpc::Request& request);
-  JournalEntry& entryOf(const Turn& turn) { return entries_[turn.mayCall ? 1 : 0]; }
+  JournalEntry& entryOf(const Turn& turn) { return turn.mayCall ? called_ : meanwhile_; }
   template <typename Callback>
   void callAutomatically(std::string_view method, std::string params,
                          std::optional<std::uint32_t> recordId, Callback&& callback);
@@ -227,7 +217,7 @@ class OamService final : private RequestHandler, private MainDuty {
   boost::shared_ptr<Zel::Record> outstanding(std::uint32_t setIndId);
   void endAdvance();
   int wait() const;
-  Served changeSubscription(Turn& turn, Parameters& parameters, Count& count, bool wanted);
+  Served changeSubscription(Turn& turn, Parameters& parameters, bool wanted);
   void writeStatus(ObjectText& members, const Turn& turn) const;
   void deliver();
   void noteOutcome(unsigned int kind, Zel::MgmtResult result,
@@ -244,17 +234,18 @@ class OamService final : private RequestHandler, private MainDuty {
   void attend() override;
   void end() override;
 
-  // Any thread.
-  void post(Posted notification, const Automatic* automatic);
+  /// False when nothing is sent any more. From any thread.
+  bool post(Posted notification, const Automatic* automatic);
 
   const std::chrono::steady_clock::time_point startTime_ = std::chrono::steady_clock::now();
   Slots slots_;
   Baton baton_;
   SocketServer server_;
-  std::array<Method, 18> methods_;
+  const std::vector<Method> methods_;
   std::array<std::uint64_t, notificationCount> notificationCounts_{};
   Journal journal_;
-  std::array<JournalEntry, 2> entries_;  ///< of the request in turn: main, callback thread
+  /// Of the request in turn: of the callback thread, and of the main thread while a callback runs.
+  JournalEntry called_, meanwhile_;
   Faults faults_;
   std::optional<Advance> advance_;
   std::string reply_;  ///< one that is not written in its place at once

@@ -21,13 +21,11 @@ namespace {
 std::optional<std::int64_t> hexInteger(std::string_view text) {
   if (!text.starts_with("0x") && !text.starts_with("0X")) return std::nullopt;
   text.remove_prefix(2);
-  std::int64_t number = 0;
-  const auto [stopped, error] = std::from_chars(text.data(), text.data() + text.size(), number, 16);
-  if (text.empty() || text.front() == '-' || error != std::errc() ||
-      stopped != text.data() + text.size()) {
-    return std::nullopt;
-  }
-  return number;
+  std::uint64_t number = 0;
+  const char* end = text.data() + text.size();
+  const auto [stopped, error] = std::from_chars(text.data(), end, number, 16);
+  if (error != std::errc() || stopped != end) return std::nullopt;
+  return static_cast<std::int64_t>(number);
 }
 
 // An integer, or a string in hexadecimal with 0x.
@@ -70,7 +68,7 @@ std::vector<Value> listOf(std::string_view name, const JsonValue& list, std::siz
 
 }  // namespace
 
-void Parameters::refusePositional() const {
+Parameters::Parameters(const JsonValue* params) : params_(params) {
   if (params_ != nullptr && params_->is(Kind::list) && params_->count != 0) {
     throw rpc::Error{rpc::badParameters, "parameters are given by name, in an object"};
   }
@@ -78,7 +76,6 @@ void Parameters::refusePositional() const {
 
 const JsonValue* Parameters::find(std::string_view name) {
   static_assert(maxMembers <= 64, "a bit for each");
-  refusePositional();
   if (params_ == nullptr) return nullptr;
   const JsonValue* found = nullptr;
   const JsonValue* at = params_ + 1;
@@ -175,7 +172,6 @@ std::vector<Block> Parameters::blocks(std::string_view name, std::size_t max) {
 }
 
 void Parameters::finish() const {
-  refusePositional();
   if (params_ == nullptr) return;
   const JsonValue* name = params_ + 1;
   for (std::uint32_t i = 0; i < params_->count; ++i, name = (name + 1)->next()) {

@@ -18,8 +18,8 @@ using Block = std::vector<std::uint8_t>;
 /// asked for is an error, too.
 class Parameters {
  public:
-  /// `params` may be null, as an empty object; an empty list is one, too.
-  explicit Parameters(const JsonValue* params) : params_(params) {}
+  /// `params` may be null, as an empty object; an empty list is one, too, and any other an error.
+  explicit Parameters(const JsonValue* params);
 
   /// Whether a parameter is given.
   bool has(std::string_view name) { return find(name) != nullptr; }
@@ -45,7 +45,6 @@ class Parameters {
   void finish() const;
 
  private:
-  void refusePositional() const;
   const JsonValue* find(std::string_view name);
   const JsonValue& require(std::string_view name);
   std::int64_t between(std::string_view name, std::int64_t min, std::int64_t max);

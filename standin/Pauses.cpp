@@ -46,15 +46,8 @@ void Pauses::pause(std::chrono::seconds length) {
     onPause_();
     lock.lock();
   }
-  while (!stopped_ && !entry.over) {
-    const Duration left = entry.end - now();
-    if (manual_ || frozen_) {
-      changed_.wait(lock);
-    } else if (left > Duration(0)) {
-      changed_.wait_for(lock, left);
-    } else {
-      break;
-    }
+  while (!stopped_ && !entry.over && entry.end > now()) {
+    changed_.wait_for(lock, entry.end - now());
   }
   Entry** at = &entries_;
   while (*at != &entry) at = &(*at)->next;
@@ -74,7 +67,6 @@ void Pauses::freeze(std::function<void()> onPause) {
 
 void Pauses::thaw() {
   const std::lock_guard lock(mutex_);
-  if (!frozen_) return;
   // For pauses the clock goes on from where it was stopped.
   const Duration stood = std::chrono::steady_clock::now().time_since_epoch() - *frozen_;
   for (Entry* entry = entries_; !manual_ && entry != nullptr; entry = entry->next) {

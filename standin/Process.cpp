@@ -209,7 +209,7 @@ int Process::operator()() {
     for (const int signal : reported) {
       if ((arrived >> signal & 1) != 0) deliver(*this, signal);
     }
-    if (standin::mainDuty != nullptr && !exiting()) standin::mainDuty->attend();
+    if (standin::mainDuty != nullptr) standin::mainDuty->attend();
   }
   standin::tellStopping();
   if (standin::mainDuty != nullptr) std::exchange(standin::mainDuty, nullptr)->end();

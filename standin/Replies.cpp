@@ -1,5 +1,7 @@
 #include "standin/Replies.h"
 
+#include <string_view>
+
 #include "records/Block.h"
 
 namespace standin {
@@ -18,10 +20,8 @@ void spoilBlock(std::string& text, std::size_t end, Fault::Blocks how) {
   if (text[end - 1] == '"') return;  // there is nothing in it
   if (how == Fault::Blocks::truncate) text.erase(end - 2, 2);
   if (how != Fault::Blocks::flip) return;
-  for (std::size_t at = end - 2; at != end; ++at) {
-    const int digit = text[at] <= '9' ? text[at] - '0' : text[at] - 'a' + 10;
-    text[at] = "fedcba9876543210"[digit];
-  }
+  constexpr std::string_view digits = "0123456789abcdef", opposites = "fedcba9876543210";
+  for (std::size_t at = end - 2; at != end; ++at) text[at] = opposites[digits.find(text[at])];
 }
 
 void appendGroup(std::string& out, std::uint16_t group) {
