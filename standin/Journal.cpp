@@ -1,5 +1,6 @@
 #include "standin/Journal.h"
 
+#include <cassert>
 #include <utility>
 
 #include "standin/JsonText.h"
@@ -122,11 +123,13 @@ void Journal::dropOldest() {
 }
 
 void Journal::append(std::string& out, const Kept& entry) {
+  [[maybe_unused]] const std::size_t before = out.size();
   const std::string_view values = entry.values;
   const std::string_view outcome = values.substr(entry.idBytes + entry.paramsBytes);
   Text text{out};
   put(text, entry, values.substr(0, entry.idBytes), values.substr(entry.idBytes, entry.paramsBytes),
       outcome);
+  assert(out.size() - before == entry.textBytes);
 }
 
 void Journal::writeNewest(std::string& out) const { append(out, kept_.back()); }

@@ -45,7 +45,8 @@ TEST_F(CommandLineTest, QuietLeavesThePlainLines) {
 }
 
 TEST_F(CommandLineTest, OmittedCallbacksLeaveTheirSlotsEmpty) {
-  start("--no-get --no-get-keys --no-set --no-notify --no-clear --no-init-prov");
+  start("--no-get --no-get-keys --no-set --no-notify --no-clear --no-init-prov --set-ind",
+        "KOR_OAM_CLOCK=manual");
   // The slot is looked at before the block.
   converse(R"(
 status {} -> {"slots":{"get":false,"getKeys":false,"set":false,"notify":false,"clear":false,
@@ -57,6 +58,7 @@ set {"record":"","opType":4,"applyAction":2} -> {"result":22,"errorString":"~set
 notify {"record":"","opType":4} -> {"result":22,"errorString":"~notify"}
 clear {"recordId":5} -> {"result":22,"errorString":"~clear"}
 initProvComplete {} -> {"result":22}
+advanceTime {"seconds":5} -> {"settled":true}
 svcRegResult {"kind":12,"result":0,"groups":["0x111f"]} -> {"result":22})");
 }
 

@@ -31,7 +31,8 @@ TEST_F(EvidenceTest, TheJournalHoldsWhatArrivedAndWhatTheApiDidByItself) {
 get {"recordId":"0x111f0004"} -> {"result":0}
 get {"recordId":-1,"batchSize":null} -> {"code":-32602}
 clear {"recordId":5} -> {"result":22}
-status {} -> {"clock":"real","logLevel":2,"connection":1}
+status {} -> {"clock":"real","logLevel":2,"connection":1,
+ "counters":{"requests":{"get":2},"answered":{"get":2}}}
 no-such {} -> {"code":-32601})");
   const json::array all = entries();
   const char* const expected[] = {
@@ -47,14 +48,24 @@ no-such {} -> {"code":-32601})");
   ASSERT_EQ(all.size(), std::size(expected)) << all;
   for (std::size_t i = 0; i < all.size(); ++i) {
     EXPECT_TRUE(matches(all[i], json::parse(expected[i]))) << all[i];
+    EXPECT_GT(all[i].at("time").as_string(), "2026-01-01T");
   }
   EXPECT_FALSE(all[3].as_object().contains("id"));
   EXPECT_EQ(entries(R"({"after":2,"limit":2})"), json::array({all[2], all[3]}));
   EXPECT_EQ(entries(R"({"limit":1})"), json::array({all[6]}));
   EXPECT_EQ(entries(R"({"method":"get","recordId":"0x111f0004"})"), json::array({all[4]}));
+  EXPECT_EQ(entries(R"({"method":"svcRegResult","after":0})"), json::array({all[1], all[2]}));
+  for (const std::string method : {"advanceTime", "faultAdd", "faultList", "faultRemove", "journal",
+                                   "journalClear", "status", "subscribe", "unsubscribe"}) {
+    EXPECT_EQ(client->call("journal", "{\"method\":\"" + method + "\"}").at("error").at("code"),
+              -32602);
+    const json::value refusal =
+        client->call(method, R"({"seconds":0,"method":"get","drop":true,"x":1})").at("error");
+    EXPECT_TRUE(matches(refusal, {{"message", "~ is not a parameter of this method"}})) << method;
+  }
   converse(R"(
 journal {"limit":1001} -> {"code":-32602}
-journal {"method":"status"} -> {"code":-32602}
+faultList {} -> {"faults":[]}
 journalClear {} -> {"cleared":7}
 journal {} -> {"entries":[],"last":7,"dropped":0})");
 }
@@ -91,6 +102,11 @@ TEST_F(EvidenceTest, TheJournalIsBoundedAndSaysWhatItLost) {
                    R"({"record":"111f0004000100","opType":4,"errorString":")" + padding + "\"}");
   }
   EXPECT_EQ(entries(R"({"limit":1000})").size(), 17U);  // a mebibyte
+  client->result("journalClear");
+  client->result("set", R"({"record":"","opType":4,"errorString":")" + padding + padding + "\"}");
+  const json::array cut = entries();
+  ASSERT_EQ(cut.size(), 1U);
+  EXPECT_TRUE(cut[0].at("params").is_null() && cut[0].as_object().contains("id")) << cut;
 }
 
 TEST_F(EvidenceTest, WhoSubscribesToRequestsSeesEachAheadOfItsReply) {
@@ -105,7 +121,7 @@ TEST_F(EvidenceTest, WhoSubscribesToRequestsSeesEachAheadOfItsReply) {
   EXPECT_EQ(other->readObject().at("method"), "svcRegInd");
   EXPECT_EQ(other->readObject().at("id"), 1);
   client->result("subscribe");
-  connect()->result("initProvComplete");
+  EXPECT_EQ(connect()->result("initProvComplete").size(), 2U);
   client->result("svcRegInd");
   EXPECT_EQ(notifications(1), "svcRegInd ");
 }
@@ -118,24 +134,29 @@ TEST_F(EvidenceTest, TimePassesExactlyForWhoeverPauses) {
     start("--group 111f --set-ind", "KOR_OAM_CLOCK=" + clock);
     // The last of eleven, and its outcome, are there with the reply.
     EXPECT_EQ(advance("110").at("settled"), true);
-    EXPECT_EQ(entries(R"({"method":"setIndResult"})").size(), 11U);
+    const auto outcomes = entries(R"({"method":"setIndResult","recordId":"0x111f0009"})");
+    ASSERT_EQ(outcomes.size(), 11U);
+    EXPECT_EQ(outcomes[10].at("params"), (json::value{{"setIndId", 11}, {"result", 0}}));
     for (int i = 0; i < 3; ++i) EXPECT_EQ(advance("4294967295").at("settled"), true);
 
-    start("--group 111f --event-sim 1 --sleep-time 3600", "KOR_OAM_CLOCK=" + clock);
+    start("--group 111f --event-sim 4 --sleep-time 3600", "KOR_OAM_CLOCK=" + clock);
     const auto other = connect();
     other->request(1, "get", stats5);
     other->request(2, "get", stats5);
     const auto pauses = [&] { return client->result("status").at("pauses").as_array().size(); };
     ASSERT_TRUE(eventually([&] { return pauses() == 2; }));
     EXPECT_EQ(advance("3500").at("settled"), true);
-    EXPECT_EQ(entries(R"({"method":"get"})").size(), 0U);
+    client->call("clear");
+    EXPECT_EQ(entries().size(), 4U);  // of the get that sleeps, and of the set indications, none
     // The second sleep begins where the first has ended.
     EXPECT_EQ(advance("3700").at("settled"), true);
     for (const int id : {1, 2}) EXPECT_EQ(other->readObject().at("id"), id);
+    EXPECT_EQ(entries(R"({"method":"get"})").size(), 2U);
+    EXPECT_EQ(entries(R"({"method":"setIndResult","limit":1000})").size(), 240U);
     // The last tenth of a second passes by itself, and wakes whoever serves.
     client->result("subscribe");
     advance(clock == "real" ? "4.9" : "5");
-    EXPECT_EQ(notifications(1), "event ");
+    EXPECT_EQ(notifications(1), "setInd ");
   }
 }
 
@@ -170,6 +191,7 @@ TEST_F(EvidenceTest, WhoeverLetsTimePassTakesTurns) {
   const json::object counters = client->result("status").at("counters").as_object();
   EXPECT_EQ(counters.at("requests").at("advanceTime"), 7);
   EXPECT_EQ(counters.at("answered").at("advanceTime"), 7);
+  EXPECT_EQ(client->result("advanceTime", R"({"seconds":4294967295})").at("ended"), 10000);
 }
 
 TEST_F(EvidenceTest, FaultsDoWhatTheySay) {
@@ -178,8 +200,10 @@ TEST_F(EvidenceTest, FaultsDoWhatTheySay) {
 faultAdd {} -> {"code":-32602}
 faultAdd {"method":"get"} -> {"code":-32602}
 faultAdd {"method":"status","drop":true} -> {"code":-32602}
-faultAdd {"method":"get","notification":"alarm","drop":true} -> {"code":-32602}
-faultAdd {"method":"get","drop":true,"disconnect":true} -> {"code":-32602}
+faultAdd {"method":"get","notification":"alarm","drop":true} -> {"code":-32602,"message":"~exactly"}
+faultAdd {"method":"get","drop":true,"disconnect":true} -> {"code":-32602,"message":"~exclude"}
+faultAdd {"method":"get","drop":false} -> {"code":-32602,"message":"~must be true"}
+faultAdd {"method":"get","blocks":"all"} -> {"code":-32602}
 faultAdd {"method":"get","duplicate":true} -> {"code":-32602}
 faultAdd {"method":"get","errorString":"x","drop":true} -> {"code":-32602}
 faultAdd {"notification":"alarm","result":1} -> {"code":-32602}
@@ -197,9 +221,10 @@ faultList {} -> {"faults":[{"faultId":1,"hits":1,"method":"get","recordId":"0x11
  "result":-5,"errorString":"\t"},{"faultId":2,"hits":1,"method":"get","recordId":"0x111f0004",
  "count":1,"blocks":"truncate"},{"faultId":3,"hits":1,"method":"get","count":1,"blocks":"flip"}]}
 faultRemove {} -> {"removed":3}
-faultAdd {"method":"get","drop":true,"count":1} -> {"faultId":4}
+faultAdd {"method":"get","drop":true,"count":2} -> {"faultId":4}
 subscribe {} -> {"subscribed":true}
 faultAdd {"notification":"svcRegInd","duplicate":true,"count":1} -> {"faultId":5})");
+  client->send(R"({"jsonrpc":"2.0","method":"get","params":{"recordId":1}})");
   client->request(1, "get", stats5);
   client->request(2, "get", stats5);
   EXPECT_EQ(client->readObject().at("id"), 2);
@@ -207,6 +232,31 @@ faultAdd {"notification":"svcRegInd","duplicate":true,"count":1} -> {"faultId":5
   client->result("svcRegInd");
   client->result("status");
   EXPECT_EQ(notifications(4), "svcRegInd svcRegInd svcRegSetUpdateInd svcRegEndInd ");
+  converse(R"(
+faultList {} -> {"faults":[{"faultId":4,"hits":2,"method":"get","count":2,"drop":true},
+ {"faultId":5,"hits":1,"notification":"svcRegInd","count":1,"duplicate":true}]})");
+  const std::string drop = R"({"method":"get","drop":true})";
+  for (int i = 2; i < 64; ++i) client->result("faultAdd", drop);
+  EXPECT_EQ(client->call("faultAdd", drop).at("error").at("code"), -32602);
+}
+
+TEST_F(EvidenceTest, NotificationsCarryTheirBlocksAsFaultsWantThem) {
+  start("--group 111f --event-sim 15", "KOR_OAM_AUTO=0 KOR_OAM_CLOCK=manual");
+  converse(R"(
+subscribe {} -> {"subscribed":true}
+faultAdd {"notification":"setInd","blocks":"flip","count":1} -> {"faultId":1}
+faultAdd {"notification":"event","blocks":"truncate","count":1} -> {"faultId":2}
+faultAdd {"notification":"svcRegInd","blocks":"flip"} -> {"faultId":3}
+svcRegInd {} -> {"result":0}
+<- svcRegInd {"type":0,"groups":["0x111f"]}
+advanceTime {"seconds":95} -> {"ended":4,"settled":true})");
+  for (const std::string expected :
+       {R"({"record":"111d0003000501000c00dd","opType":2,"applyAction":1})",
+        R"({"event":"~00000007000000010c00"})", R"({"alarm":"~0c616c61726d20746578747300"})",
+        R"({"recordUpdateEvent":"~111d0002","opType":2})"}) {
+    const std::string text = client->notification();
+    EXPECT_TRUE(matches(json::parse(text.substr(text.find('{'))), json::parse(expected))) << text;
+  }
 }
 
 TEST_F(EvidenceTest, WhatIsHeldBackHoldsUpNobodyElseAndADisconnectIsAnEnd) {
@@ -236,6 +286,14 @@ TEST_F(EvidenceTest, WhatIsHeldBackHoldsUpNobodyElseAndADisconnectIsAnEnd) {
                    request(6, "status") + "\n");
   EXPECT_EQ(other->readObject().at("id"), 4);
   EXPECT_EQ(other->readLine(), "");
+  const auto silent = connect();
+  const std::string clear = R"({"jsonrpc":"2.0","method":"clear","params":{"recordId":1}})";
+  silent->send(clear);
+  EXPECT_EQ(silent->readLine(), "");
+  daemon->signal(SIGSTOP);
+  connect()->send(clear);
+  daemon->signal(SIGCONT);
+  ASSERT_TRUE(eventually([&] { return entries(R"({"method":"clear"})").size() == 3; }));
   // What comes behind a disconnect that waits is nothing, also when the client goes.
   client->result("faultAdd",
                  R"({"method":"notify","result":1,"delayMilliseconds":3600000,"disconnect":true})");
@@ -272,7 +330,7 @@ TEST_F(EvidenceTest, WhatIsHeldBackHoldsUpNobodyElseAndADisconnectIsAnEnd) {
   large->request(3, "clear", stats5);
   ASSERT_TRUE(eventually([&] {
     return entries(R"({"method":"get"})").size() == 6 &&
-           entries(R"({"method":"clear"})").size() == 3;
+           entries(R"({"method":"clear"})").size() == 5;
   }));
   EXPECT_EQ(json::parse(large->readLine()).at("id"), 2);
   for (const auto& by : {streamed.get(), large.get()}) {

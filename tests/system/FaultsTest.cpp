@@ -289,6 +289,7 @@ TEST_F(FaultsTest, APipeThatNobodyReadsDoesNotHoldUpTheStop) {
   // The callback thread hangs; everything else goes on.
   const auto other = connect();
   expectPromptStatus(*other);
+  EXPECT_EQ(other->result("advanceTime", R"({"seconds":0})").at("settled"), false);
   other->request(1, "clear", stats5);
   expectStop();
   EXPECT_EQ(other->readObject().at("error").at("code"), -32001);

@@ -101,8 +101,9 @@ TEST_F(ProcessTest, TheServiceManagerIsToldWhenRequestsAreServedAndWhenTheyNoLon
 }
 
 TEST_F(ProcessTest, InTheJournalLinesCarryAPriority) {
-  const auto inJournal = [&](const std::string& options, const std::string& environment) {
-    const std::string stream = "JOURNAL_STREAM=$(stat -Lc %d:%i /dev/fd/2)";
+  const auto inJournal = [&](const std::string& options, const std::string& environment,
+                             const std::string& inode = "%i") {
+    const std::string stream = "JOURNAL_STREAM=$(stat -Lc %d:" + inode + " /dev/fd/2)";
     return launch("sh -c '" + stream + " exec " QUORIN_PROGRAM " " + options + "'", environment);
   };
   EXPECT_EQ(inJournal("--no-such", "")->wait().err,
@@ -117,7 +118,7 @@ TEST_F(ProcessTest, InTheJournalLinesCarryAPriority) {
   }
   EXPECT_NE(daemon->err().find("] L6: "), std::string::npos) << daemon->err();
   // A service may have its standard error elsewhere.
-  EXPECT_EQ(launch(QUORIN_PROGRAM, "KOR_OAM_AUTO=2 JOURNAL_STREAM=1:2")->wait().err,
+  EXPECT_EQ(inJournal("", "KOR_OAM_AUTO=2", "1")->wait().err,
             "quorin: environment variable KOR_OAM_AUTO is '2'; it must be 0 or 1\n");
 }
 
@@ -133,7 +134,9 @@ TEST_F(ProcessTest, AStopWakesASleepingGetAndAnswersWhatIsOpen) {
     for (const int id : {1, 2}) {
       const json::object reply = client->readObject();
       EXPECT_EQ(reply.at("id"), id);
-      EXPECT_TRUE(reply.contains("result") || reply.at("error").at("code") == -32001)
+      // On a slow machine the first one's sleep may end too late.
+      EXPECT_TRUE(id == 1 ? sanitized || reply.contains("result")
+                          : reply.at("error").at("code") == -32001)
           << json::serialize(reply);
     }
     EXPECT_EQ(client->readLine(), "");

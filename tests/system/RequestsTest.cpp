@@ -36,8 +36,6 @@ TEST_F(RequestsTest, ChangesReachTheDaemonAndUnreadableBlocksDoNot) {
   start("--group 111f:111e:111d");
   converse(R"(
 status {} -> {"auto":true,"serviceRegistration":{"groups":["0x111d","0x111e","0x111f"]},
- "counters":{"requests":{"status":1},"connections":{"made":1,"refused":0,"cutOff":0},
-  "notifications":{"svcRegInd":1,"svcRegSetUpdateInd":1,"svcRegEndInd":1}},
  "limits":{"lineBytes":1048576,"nesting":32,"connections":64,"unsentReplyBytes":4194304,
   "unsentBytes":33554432}}
 get {"recordId":287244292} -> {"records":["111f0004000100"]}
@@ -51,6 +49,11 @@ get {"recordId":"0x111e0001"} -> {"records":["111e0001000400000001"]}
 get {"recordId":"0x111e0001"} -> {"records":["111e0001000400000002"]}
 clear {"recordId":"0x111e0001"} -> {"result":0,"resultText":"Success","errorString":""}
 get {"recordId":"0x111e0001"} -> {"records":["111e0001000400000001"]})");
+  EXPECT_EQ(json::serialize(client->result("status").at("counters")),
+            R"({"requests":{"clear":1,"get":5,"initProvComplete":1,"set":4,"status":2},"answered":)"
+            R"({"clear":1,"get":5,"initProvComplete":1,"set":4,"status":1},"notifications":)"
+            R"({"svcRegInd":1,"svcRegSetUpdateInd":1,"svcRegEndInd":1},"connections":)"
+            R"({"made":1,"refused":0,"cutOff":0},"dropped":0})");
   const std::string outBefore = daemon->out();
   converse(R"(
 set {"record":"111f00","opType":4,"applyAction":2} -> {"result":2,"resultText":"Bad-Value",
@@ -64,16 +67,20 @@ notify {"record":"123456780001","opType":4} -> {"result":14,"errorString":"~0x12
 get {"recordId":"0x111f0005","queryKeys":["000c000101000200000400000005"]} -> {"result":11}
 get {"recordId":"0x111f0006","queryKeys":["000c000100020400000200020000"]} -> {"result":11,
  "resultText":"Bad-Key-Value","errorString":"~a key block of Test3-Stats3 (0x111f0006) does not read as a valid key set: ","records":[]}
-get {"recordId":"0x111f000b","queryKeys":["0000"]} -> {"result":11,"errorString":"~no key class"})");
+get {"recordId":"0x111f000b","queryKeys":["0000"]} -> {"result":11,"errorString":"~no key class"}
+svcRegResult {"kind":1,"result":0,"groups":[]} -> {"result":0})");
   EXPECT_EQ(daemon->out(), outBefore);
   converse(R"(
 notify {"record":"08010014000103","opType":1,"applyAction":3} -> {"errorString":""}
+set {"record":"111f0004000100","opType":4} -> {"result":0}
 set {"record":"111f0010000101","opType":5,"regDownloadFlag":true,"applyAction":1,
  "transactionId":65535,"errorString":")" +
            std::string(300, 'x') + R"("} -> {"result":30,"errorString":"","applyAction":0})");
   EXPECT_EQ(daemon->out().substr(outBefore.size()),
             "notify Insert 8010014 regDownloadFlag=0 applyAction=reboot-required\n"
             "\n    Record: Prov-Labels-Config Id: 0x8010014\n\n"
+            "set Set 111f0004 transaction id 0 regDownloadFlag=0 "
+            "applyAction=no-action-required errorString=\n"
             "set Action 111f0010 transaction id 65535 regDownloadFlag=1 "
             "applyAction=disable-required errorString=" +
                 std::string(255, 'x') + "\n");

@@ -21,7 +21,8 @@ TEST_F(SocketTest, FaultyRequestsAreRefusedByCodeAndReason) {
 > {"jsonrpc":"2.0","id":1,"method":5} -> {"code":-32600,"message":"~method"}
 status 5 -> {"code":-32600,"message":"~params"}
 no-such {} -> {"code":-32601,"message":"~no-such"}
-status [1] -> {"code":-32602}
+> {"jsonrpc":"2.0","id":1,"method":""} -> {"code":-32601}
+status [1] -> {"code":-32602,"message":"~by name"}
 subscribe {"to":"alarm"} -> {"code":-32602,"message":"~to "}
 get {} -> {"code":-32602,"message":"~recordId is missing"}
 get {"recordId":1,"recordid":1} -> {"code":-32602,"message":"~recordid "}
@@ -29,6 +30,13 @@ svcRegResult {"kind":12,"result":0} -> {"code":-32602,"message":"~groups is miss
 get {"recordId":-1} -> {"code":-32602,"message":"~recordId "}
 get {"recordId":"0x100000000"} -> {"code":-32602,"message":"~recordId "}
 get {"recordId":"111f000b"} -> {"code":-32602,"message":"~recordId "}
+get {"recordId":"0x1g"} -> {"code":-32602,"message":"~recordId "}
+get {"recordId":"0x10000000000000001"} -> {"code":-32602,"message":"~recordId "}
+set {"record":"","opType":1,"errorString":5} -> {"code":-32602,"message":"~errorString "}
+subscribe {"requests":1} -> {"code":-32602,"message":"~requests "}
+advanceTime {"seconds":"5"} -> {"code":-32602,"message":"~seconds "}
+advanceTime {"seconds":-1} -> {"code":-32602,"message":"~seconds "}
+svcRegResult {"kind":12,"result":0,"groups":{}} -> {"code":-32602,"message":"~groups "}
 get {"recordId":1,"queryKeys":["00",null]} -> {"code":-32602,"message":"~queryKeys[1] "}
 get {"recordId":1,"batchSize":65536} -> {"code":-32602,"message":"~batchSize "}
 getKeys {"recordId":1,"lastSentKeys":["00"]} -> {"code":-32602,"message":"~lastSentKeys "}
@@ -96,16 +104,19 @@ TEST_F(SocketTest, RepliesKeepTheOrderOfTheRequestsAlsoBehindASleep) {
 
 TEST_F(SocketTest, TheApisOwnMethodsTakeEffectInTheirTurn) {
   start("--group 111f --sleep-time 3600");
-  client->sendBytes(request(1, "svcRegInd") + "\n" + request(2, "get", stats5) + "\n" +
-                    request(3, "subscribe") + "\n" + request(4, "status") + "\n");
+  client->sendBytes(request(1, "svcRegInd") + std::string(1000, ' ') + "\n" +
+                    request(2, "get", stats5) + "\n" + request(3, "subscribe") + "\n" +
+                    request(4, "status") + "\n");
   ASSERT_TRUE(eventually([&] { return daemon->out().find("Sleep") != std::string::npos; }));
   const auto other = connect();
   expectPromptStatus(*other);
+  client->request(5, "status");
   other->result("advanceTime", R"({"seconds":3600})");
   // No notification: it had gone before the turn of subscribe.
   for (const int id : {1, 2, 3}) EXPECT_EQ(client->readObject().at("id"), id);
   EXPECT_TRUE(matches(client->readObject(), json::parse(R"({"result":{"counters":{
       "notifications":{"svcRegInd":2},"answered":{"get":1}}}})")));
+  EXPECT_EQ(client->readObject().at("id"), 5);
 }
 
 TEST_F(SocketTest, TheSixtyFifthConnectionIsRefused) {
@@ -238,15 +249,16 @@ svcRegResult {"kind":12,"result":4,"groups":["0x111f"]} -> {"result":0}
 get {"recordId":"0x111f0004"} -> {"result":14,"resultText":"Invalid-Record-Id",
  "errorString":"Invalid record id 0x111f0004","records":[]}
 status {} -> {"auto":false,"serviceRegistration":{"groups":[]}}
-svcRegResult {"kind":12,"result":0,"groups":["0x111f",4381,"0x111f"]} -> {"result":0}
+svcRegResult {"kind":12,"result":0,"groups":["0x111f",65535,"0x111f"]} -> {"result":0}
 <- svcRegSetUpdateInd {"type":1,"groups":["0x1100","0x11ff"]}
 get {"recordId":"0x111f0004"} -> {"result":0}
-status {} -> {"serviceRegistration":{"groups":["0x111d","0x111f"]}}
+status {} -> {"serviceRegistration":{"groups":["0x111f","0xffff"],"lastIndication":"svcRegSetUpdateInd"}}
 unsubscribe {} -> {"subscribed":false}
 svcRegInd {} -> {"result":0}
 subscribe {} -> {"subscribed":true}
-svcRegResult {"kind":14,"result":0,"groups":[]} -> {"result":0}
-<- svcRegEndInd {})");
+svcRegResult {"kind":14,"result":0,"groups":["0x1100"]} -> {"result":0}
+<- svcRegEndInd {}
+status {} -> {"serviceRegistration":{"groups":["0x111f","0xffff"],"lastIndication":"svcRegEndInd"}})");
 }
 
 }  // namespace
