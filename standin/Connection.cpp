@@ -135,7 +135,6 @@ bool Connection::isTooLong() const {
 }
 
 bool Connection::readRequest(JsonDocument& document, rpc::Request& request) {
-  request = {};
   if (isTooLong()) {
     request.error = tooLong();
     inputEnded_ = true;
@@ -244,9 +243,9 @@ void Connection::streamBatch() {
 
 std::string Connection::waitingNotifications(JsonDocument& document) {
   std::string lines;
-  rpc::Request request;
   if (inTurn) endRequest();
   while (hasRequest() && !isTooLong()) {
+    rpc::Request request;
     if (!readRequest(document, request)) continue;
     if (request.error.code == 0 && !request.wantsReply) {
       const std::size_t from = inBatch_ ? element_ : begin_;
@@ -385,8 +384,8 @@ void Connection::refuseAll(JsonDocument& document, const rpc::Error& error) {
       reply([&](std::string& out) { rpc::appendErrorReply(out, turnId, error); });
     endRequest();
   }
-  rpc::Request request;
   while (hasRequest() && !isResting()) {
+    rpc::Request request;
     if (!readRequest(document, request)) continue;
     if (request.wantsReply) {
       std::string id = "null";

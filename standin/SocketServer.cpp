@@ -74,8 +74,8 @@ SocketServer::SocketServer(RequestHandler& handler) : handler_(handler) {
 }
 
 SocketServer::~SocketServer() {
-  if (epoll_ >= 0) ::close(epoll_);
-  if (wakeUp_ >= 0) ::close(wakeUp_);
+  ::close(epoll_);
+  ::close(wakeUp_);
 }
 
 std::string SocketServer::listen() {
@@ -221,7 +221,6 @@ void SocketServer::take(const Pointer& connection, std::uint32_t events) {
   }
   if ((events & (EPOLLHUP | EPOLLERR)) != 0) return hangUp(connection);
   if ((events & EPOLLOUT) != 0 || connection->inputEnded()) settle(connection);
-  if (!connection->closed()) watch(*connection);
 }
 
 // The client is gone: what it sent without an id still counts.
