@@ -40,9 +40,9 @@ status {} -> {"auto":true,"serviceRegistration":{"groups":["0x111d","0x111e","0x
   "unsentBytes":33554432}}
 get {"recordId":287244292} -> {"records":["111f0004000100"]}
 get {"recordId":"0X111F0004"} -> {"records":["111f0004000100"]}
-set {"record":"111d0004000a00050001000200030004","opType":1} -> {"result":0,"applyAction":3}
+set {"record":"111D0004000A00050001000200030004","opType":1} -> {"result":0,"applyAction":3}
 set {"record":"111d0004000a00050001000900030004","opType":2} -> {"result":0,"applyAction":1}
-set {"record":"111f0004000101","opType":5,"applyAction":3} -> {"result":0,"applyAction":0}
+set {"record":"111F0004000101","opType":5,"applyAction":3} -> {"result":0,"applyAction":0}
 initProvComplete {} -> {"result":0,"resultText":"Success"}
 set {"record":"111f0004000101ff","opType":5} -> {"result":0,"errorString":"","applyAction":2}
 get {"recordId":"0x111e0001"} -> {"records":["111e0001000400000001"]}
