@@ -2,6 +2,8 @@
 //
 // Input, in lines: a character that chooses (0 fields, 1 keys, 2 keys with --wildcard) and the
 // record; then a word each.
+#include <sstream>
+
 #include "records/Hex.h"
 #include "tests/fuzz/Input.h"
 #include "tools/Arguments.h"
@@ -40,8 +42,13 @@ void check(char kind, const std::vector<std::string>& words) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count) {
   fuzz::Input input(bytes, count);
   const char kind = static_cast<char>(input.byte());
+  std::istringstream lines(input.text());
+  std::vector<std::string> words;
+  for (std::string line; std::getline(lines, line) || words.empty();) {
+    words.push_back(line.substr(0, line.find('\0')));  // as the arguments of a program
+  }
   try {
-    fuzz::check(kind, input.arguments());
+    fuzz::check(kind, words);
   } catch (const tools::UsageError& error) {
     fuzz::expect(!error.message.empty(), "a refusal says what was expected");
   }

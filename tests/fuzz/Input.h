@@ -4,7 +4,6 @@
 // has it, else with Replay.cpp, which runs the files of a folder.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -16,19 +15,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
 namespace fuzz {
 
 using Bytes = std::vector<std::uint8_t>;
-
-/// The texts between separators, an empty one after the last separator included.
-inline std::vector<std::string> between(const std::string& text, char separator) {
-  std::vector<std::string> pieces(1);
-  for (const char character : text) {
-    if (character == separator) {
-      pieces.emplace_back();
-    } else {
-      pieces.back() += character;
-    }
-  }
-  return pieces;
-}
 
 /// The bytes of one execution: a few that choose what is done, then those it is done with.
 class Input {
@@ -45,12 +31,6 @@ class Input {
   /// What is left, in a heap buffer of exactly its size: AddressSanitizer sees who leaves it.
   Bytes rest() const { return Bytes(next_, next_ + left_); }
   std::string text() const { return std::string(next_, next_ + left_); }
-  /// As the arguments of a program, a line each, which ends at its first NUL.
-  std::vector<std::string> arguments() const {
-    std::vector<std::string> lines = between(text(), '\n');
-    for (std::string& line : lines) line.erase(std::min(line.find('\0'), line.size()));
-    return lines;
-  }
 
  private:
   const std::uint8_t* next_;

@@ -26,12 +26,8 @@ namespace {
 class Server {
  public:
   ~Server() {
-    {
-      const std::lock_guard lock(mutex_);
-      stopping_ = true;
-    }
+    thread_.request_stop();
     Protocol::socket(loop_).connect(path());  // ends the waiting
-    thread_.join();
   }
 
   std::string path() const { return folder_.socketPath(); }
@@ -43,11 +39,11 @@ class Server {
  private:
   using Protocol = asio::local::stream_protocol;
 
-  void serve() {
+  void serve(const std::stop_token& stop) {
     for (;;) {
       Protocol::socket socket = acceptor_.accept();
       const std::lock_guard lock(mutex_);
-      if (stopping_) return;
+      if (stop.stop_requested()) return;
       boost::system::error_code ignored;
       asio::write(socket, asio::buffer(bytes_), ignored);
     }
@@ -58,8 +54,7 @@ class Server {
   Protocol::acceptor acceptor_{loop_, Protocol::endpoint(path())};
   std::mutex mutex_;
   std::string bytes_;
-  bool stopping_ = false;
-  std::thread thread_{[this] { serve(); }};
+  std::jthread thread_{[this](const std::stop_token& stop) { serve(stop); }};
 };
 
 constexpr const char* commandLines[] = {
@@ -83,21 +78,6 @@ constexpr const char* commandLines[] = {
     "call status",
 };
 
-/// What is written to a stream while it exists.
-class Capture {
- public:
-  explicit Capture(std::ostream& stream) : stream_(stream), old_(stream.rdbuf(text_.rdbuf())) {}
-  ~Capture() { stream_.rdbuf(old_); }
-  Capture(const Capture&) = delete;
-  Capture& operator=(const Capture&) = delete;
-  std::string text() const { return text_.str(); }
-
- private:
-  std::ostringstream text_;
-  std::ostream& stream_;
-  std::streambuf* old_;
-};
-
 /// The number of lines, each of which must be a JSON text.
 std::size_t jsonLines(const std::string& output) {
   std::istringstream lines(output);
@@ -115,21 +95,25 @@ void check(const std::string& line, bool json, const std::string& socket) {
   tools::Words words{"--socket", socket, "--timeout", "5"};
   if (json) words.push_back("--json");
   for (std::string word; text >> word;) words.push_back(word);
-  const Capture output(std::cout), errors(std::cerr);
   tools::Connection connection;
+  std::stringbuf output, errors;
+  auto* const out = std::cout.rdbuf(&output);
+  auto* const err = std::cerr.rdbuf(&errors);
   const int status = tools::run(words, connection);
+  std::cout.rdbuf(out);
+  std::cerr.rdbuf(err);
   const bool isMonitor = line.starts_with("monitor");
   expect(
       status >= tools::exitSuccess && status <= tools::exitNonsense && status != tools::exitUsage,
       "a command ends with a status of its own");
-  expect(status <= tools::exitOtherResult || !errors.text().empty(), "a failure says why");
-  expect(isMonitor || status != tools::exitSuccess || !output.text().empty(),
+  expect(status <= tools::exitOtherResult || !errors.str().empty(), "a failure says why");
+  expect(isMonitor || status != tools::exitSuccess || !output.str().empty(),
          "a command that ends prints what it learned");
-  for (const char byte : output.text() + errors.text()) {
+  for (const char byte : output.str() + errors.str()) {
     expect(json || byte == '\n' || static_cast<unsigned char>(byte) >= 0x20,
            "no control character reaches a terminal");
   }
-  if (json) expect(jsonLines(output.text()) == 1 || isMonitor, "--json prints one text");
+  if (json) expect(jsonLines(output.str()) == 1 || isMonitor, "--json prints one text");
 }
 
 }  // namespace

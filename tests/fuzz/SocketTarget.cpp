@@ -3,7 +3,6 @@
 // Input: the lines, as they are sent. They are sent at once over a connection that stays, followed
 // by a request of this program. The daemon keeps what the inputs before have done, but for the
 // faults that they have added, so a finding that depends on them does not come back by itself.
-#include <array>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 #include <csignal>
@@ -22,34 +21,21 @@ namespace json = boost::json;
 namespace fuzz {
 namespace {
 
-/// Is as it was before once this ends: the daemon takes signals that are the fuzzer's.
-class KeptSignals {
- public:
-  KeptSignals() {
-    for (std::size_t i = 0; i < kept.size(); ++i) ::sigaction(kept[i], nullptr, &actions_[i]);
-  }
-  ~KeptSignals() {
-    for (std::size_t i = 0; i < kept.size(); ++i) ::sigaction(kept[i], &actions_[i], nullptr);
-  }
-  KeptSignals(const KeptSignals&) = delete;
-  KeptSignals& operator=(const KeptSignals&) = delete;
-
- private:
-  static constexpr std::array<int, 3> kept = {SIGINT, SIGTERM, SIGALRM};
-  std::array<struct sigaction, kept.size()> actions_{};
-};
-
 /// The daemon, made, run and destroyed on a thread that is its main thread.
 class Daemon {
  public:
   Daemon() {
-    const KeptSignals kept;
+    // The daemon takes signals that are the fuzzer's.
+    constexpr int fuzzers[] = {SIGINT, SIGTERM, SIGALRM};
+    struct sigaction kept[std::size(fuzzers)];
+    for (std::size_t i = 0; i < std::size(kept); ++i) ::sigaction(fuzzers[i], nullptr, &kept[i]);
     // Its console and log lines are not what is looked at.
     expect(std::freopen("/dev/null", "w", stdout) != nullptr, "there is /dev/null");
     zelLogLevelThreshold = 0;
     ::setenv("KOR_OAM_SOCKET", path().c_str(), 1);
     thread_ = std::thread([this] { run(); });
     expect(started_.get_future().get(), "the daemon starts");
+    for (std::size_t i = 0; i < std::size(kept); ++i) ::sigaction(fuzzers[i], &kept[i], nullptr);
   }
   ~Daemon() {
     Zel::Process::instance()->halt();
