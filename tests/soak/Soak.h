@@ -61,7 +61,6 @@ class Soak {
   };
 
   void open();
-  void crowd();
   void drive(Clock::time_point until);
   void askSomething(Client& client);
   std::string request(Client& client, const char* method, const std::string& params,

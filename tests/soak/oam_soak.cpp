@@ -10,23 +10,6 @@
 
 namespace po = boost::program_options;
 
-namespace {
-
-int soakFor(const soak::SoakOptions& options) {
-  const PrivateFolder folder;
-  soak::Soak soak(options, folder.socketPath());
-  try {
-    soak.run();
-  } catch (const std::exception& wrong) {
-    std::printf("WRONG, with seed %u: %s\n", options.seed, wrong.what());
-    return 1;
-  }
-  soak.printFigures();
-  return 0;
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
   soak::SoakOptions options;
   long long seconds = 0;
@@ -45,20 +28,21 @@ int main(int argc, char** argv) {
       return 0;
     }
     po::notify(given);
+    // Deferred sets, of which there is one in two seconds, have ids of 16 bits.
+    if (seconds < 1 || seconds > 100000) throw po::error("seconds go from 1 to 100000");
   } catch (const po::error& error) {
     std::cerr << "oam_soak: " << error.what() << '\n';
     return 2;
   }
-  // Deferred sets, of which there is one in two seconds, have ids of 16 bits.
-  if (seconds < 1 || seconds > 100000) {
-    std::cerr << "oam_soak: seconds go from 1 to 100000\n";
-    return 2;
-  }
   options.length = std::chrono::seconds(seconds);
   try {
-    return soakFor(options);
-  } catch (const std::exception& error) {
-    std::cerr << "oam_soak: " << error.what() << '\n';
+    const PrivateFolder folder;
+    soak::Soak soak(options, folder.socketPath());
+    soak.run();
+    soak.printFigures();
+    return 0;
+  } catch (const std::exception& wrong) {
+    std::printf("WRONG, with seed %u: %s\n", options.seed, wrong.what());
     return 1;
   }
 }
