@@ -81,9 +81,6 @@ struct Golden {
   }
 };
 
-/// In range everywhere, and a text of one character.
-inline const std::string one = "0001:6100";
-
 template <typename T>
 void setValue(T& field, const std::string& hex) {
   field = static_cast<T>(std::stoull(hex, nullptr, 16));
