@@ -12,11 +12,13 @@ using Stats2 = RecordTest3Stats2::Keys;
 using Stats7 = RecordTest3Stats7::Keys;
 using Stats8 = RecordTest3Stats8::Keys;
 
+using Pair = std::pair<std::uint32_t, std::uint32_t>;
+
 class GetKeysTest : public scripted::RequestTest {
  protected:
   struct Page {
     int result = 0;
-    std::vector<std::pair<std::uint32_t, std::uint32_t>> keys;
+    std::vector<Pair> keys;
     bool lastBatch = false;
     std::string errorString;
   };
@@ -46,62 +48,51 @@ class GetKeysTest : public scripted::RequestTest {
     }
     return page;
   }
+
+  template <class Keys>
+  static void expectPage(const boost::shared_ptr<RecordKeys>& query, unsigned short batchSize,
+                         const boost::shared_ptr<RecordKeys>& lastSent, std::size_t count,
+                         Pair first, Pair last, bool lastBatch) {
+    SCOPED_TRACE(testing::Message() << "to " << last.first << " " << last.second);
+    for (const bool before : {false, true}) {
+      const Page result = page<Keys>(query->id, query, batchSize, lastSent, before);
+      EXPECT_EQ(result.result, 0);
+      ASSERT_EQ(result.keys.size(), count);
+      EXPECT_EQ(result.keys.front(), first);
+      EXPECT_EQ(result.keys.back(), last);
+      EXPECT_EQ(result.lastBatch, lastBatch);
+    }
+  }
 };
 
 TEST_F(GetKeysTest, WalksTheKeySpaceOfTheQuery) {
   makeRegistered();
-  using Pair = std::pair<std::uint32_t, std::uint32_t>;
   const auto both7 = pairKeys<Stats7>(0, 0, true, 2, 1);
   const auto both8 = pairKeys<Stats8>(0, 0, true, 2, 1);
   const auto first8 = pairKeys<Stats8>(0, 5, true, 255);
   const auto both2 = pairKeys<Stats2>(0, 0, true, 2, 1);
-  const auto stats2 = 0x111F0005u, stats7 = 0x111F000Du, stats8 = 0x111F000Eu;
-  const struct {
-    unsigned int recordId;
-    boost::shared_ptr<RecordKeys> query;
-    unsigned short batchSize;
-    boost::shared_ptr<RecordKeys> lastSent;
-    std::size_t count;
-    Pair first, last;
-    bool lastBatch;
-  } cases[] = {
-      {stats7, both7, 0, nullptr, 40, {1, 1}, {40, 40}, true},
-      {stats8, both8, 40, nullptr, 40, {1, 1}, {40, 40}, true},
-      {stats8, both8, 39, nullptr, 39, {1, 1}, {39, 39}, false},
-      {stats8, first8, 10, nullptr, 10, {1, 5}, {10, 5}, false},
-      {stats8, first8, 10, pairKeys<Stats8>(10, 5), 10, {11, 5}, {20, 5}, false},
-      {stats8, first8, 10, pairKeys<Stats8>(39, 5), 1, {40, 5}, {40, 5}, true},
-      // The fixed key is the query's.
-      {stats8, first8, 2, pairKeys<Stats8>(3, 9), 2, {4, 5}, {5, 5}, false},
-      {stats8, first8, 0, pairKeys<Stats8>(30, 5), 10, {31, 5}, {40, 5}, true},
-      // From after the end.
-      {stats7, both7, 3, pairKeys<Stats7>(50, 60), 1, {51, 61}, {51, 61}, true},
-      // The bound holds for fixed keys, too.
-      {stats7, pairKeys<Stats7>(45, 0, true, 0, 2), 9, nullptr, 1, {45, 1}, {45, 1}, true},
-      {stats8, pairKeys<Stats8>(0, 40, true, 1), 9, nullptr, 1, {1, 40}, {1, 40}, true},
-      // That of this one is larger.
-      {stats2, both2, 150, nullptr, 100, {1, 1}, {100, 100}, true},
-      {stats2, both2, 30, nullptr, 30, {1, 1}, {30, 30}, false},
-      {stats2, both2, 0, nullptr, 100, {1, 1}, {100, 100}, true},
-      // No wildcard, or none that is allowed.
-      {stats2, pairKeys<Stats2>(7, 200, true), 9, nullptr, 1, {7, 200}, {7, 200}, true},
-      {stats7, pairKeys<Stats7>(7, 8), 0, nullptr, 1, {7, 8}, {7, 8}, true},
-      {stats8, pairKeys<Stats8>(7, 8, false, 1, 1), 9, nullptr, 1, {7, 8}, {7, 8}, true},
-  };
-  for (const auto& one : cases) {
-    SCOPED_TRACE(&one - cases);
-    for (const bool before : {false, true}) {
-      const auto pageOf = one.recordId == stats2   ? &page<Stats2>
-                          : one.recordId == stats7 ? &page<Stats7>
-                                                   : &page<Stats8>;
-      const Page result = pageOf(one.recordId, one.query, one.batchSize, one.lastSent, before);
-      EXPECT_EQ(result.result, 0);
-      ASSERT_EQ(result.keys.size(), one.count);
-      EXPECT_EQ(result.keys.front(), one.first);
-      EXPECT_EQ(result.keys.back(), one.last);
-      EXPECT_EQ(result.lastBatch, one.lastBatch);
-    }
-  }
+  expectPage<Stats7>(both7, 0, nullptr, 40, {1, 1}, {40, 40}, true);
+  expectPage<Stats8>(both8, 40, nullptr, 40, {1, 1}, {40, 40}, true);
+  expectPage<Stats8>(both8, 39, nullptr, 39, {1, 1}, {39, 39}, false);
+  expectPage<Stats8>(first8, 10, nullptr, 10, {1, 5}, {10, 5}, false);
+  expectPage<Stats8>(first8, 10, pairKeys<Stats8>(10, 5), 10, {11, 5}, {20, 5}, false);
+  expectPage<Stats8>(first8, 10, pairKeys<Stats8>(39, 5), 1, {40, 5}, {40, 5}, true);
+  // The fixed key is the query's.
+  expectPage<Stats8>(first8, 2, pairKeys<Stats8>(3, 9), 2, {4, 5}, {5, 5}, false);
+  expectPage<Stats8>(first8, 0, pairKeys<Stats8>(30, 5), 10, {31, 5}, {40, 5}, true);
+  // From after the end.
+  expectPage<Stats7>(both7, 3, pairKeys<Stats7>(50, 60), 1, {51, 61}, {51, 61}, true);
+  // The bound holds for fixed keys, too.
+  expectPage<Stats7>(pairKeys<Stats7>(45, 0, true, 0, 2), 9, nullptr, 1, {45, 1}, {45, 1}, true);
+  expectPage<Stats8>(pairKeys<Stats8>(0, 40, true, 1), 9, nullptr, 1, {1, 40}, {1, 40}, true);
+  // That of this one is larger.
+  expectPage<Stats2>(both2, 150, nullptr, 100, {1, 1}, {100, 100}, true);
+  expectPage<Stats2>(both2, 30, nullptr, 30, {1, 1}, {30, 30}, false);
+  expectPage<Stats2>(both2, 0, nullptr, 100, {1, 1}, {100, 100}, true);
+  // No wildcard, or none that is allowed.
+  expectPage<Stats2>(pairKeys<Stats2>(7, 200, true), 9, nullptr, 1, {7, 200}, {7, 200}, true);
+  expectPage<Stats7>(pairKeys<Stats7>(7, 8), 0, nullptr, 1, {7, 8}, {7, 8}, true);
+  expectPage<Stats8>(pairKeys<Stats8>(7, 8, false, 1, 1), 9, nullptr, 1, {7, 8}, {7, 8}, true);
 }
 
 TEST_F(GetKeysTest, LeavesTheFlagOfOtherRecordsAlone) {
@@ -158,13 +149,8 @@ TEST_F(GetKeysTest, WritesItsLinesInOrder) {
             (Texts{"Quorin::getKeysCallback recordId=0x111f0005 batchSize=7 firstRequest=false",
                    "Get Keys for RECORD_TEST3STATS2, query keys " + printed,
                    "Get Keys for RECORD_TEST3STATS2, last sent keys " + printed}));
-  RecordKeysList list;
-  ErrorString errorString;
-  bool lastBatch = false;
-  slots().getKeys(0x111F000D, 0, true, {pairKeys<Stats7>(1, 1)}, {nullptr}, list, errorString,
-                  lastBatch);
-  slots().getKeys(0x111F000E, 0, false, {pairKeys<Stats8>(1, 1)}, {pairKeys<Stats8>(1, 1)}, list,
-                  errorString, lastBatch);
+  page<Stats7>(0x111F000D, pairKeys<Stats7>(1, 1), 0);
+  page<Stats8>(0x111F000E, pairKeys<Stats8>(1, 1), 0, pairKeys<Stats8>(1, 1));
   Texts starts;
   for (const std::string& text : platform().takeLog(5)) {
     starts.push_back(text.substr(0, text.find("    Record")));

@@ -167,15 +167,9 @@ TEST_F(GetTest, WalksTest3Stats9) {
   };
   const Texts twelve = walk({}, 12);
   ASSERT_EQ(twelve.size(), 12u);
-  EXPECT_EQ(twelve[0],
-            "000000000000000000000000"
-            "00000000");
-  EXPECT_EQ(twelve[9],
-            "000000000000000900000000"
-            "00000009");
-  EXPECT_EQ(twelve[11],
-            "000000000001000100000001"
-            "00000001");
+  EXPECT_EQ(twelve[0], "00000000000000000000000000000000");
+  EXPECT_EQ(twelve[9], "00000000000000090000000000000009");
+  EXPECT_EQ(twelve[11], "00000000000100010000000100000001");
   EXPECT_EQ(walk({stats9Keys(7, 1023, 8)}, 3),
             (Texts{stats9Row(7, 1023, 8), stats9Row(7, 1023, 9), stats9Row(7, 0, 0)}));
   const Texts two{stats9Row(1, 2, 3), stats9Row(99, 5, 6)};

@@ -52,33 +52,28 @@ TEST_F(SimulatorTest, SendsTheOneShotSequenceOnceAndEnds) {
   for (const Sent& one : sentWithin(110)) sent.push_back(one);
   const struct {
     int opType;
-    const char* payload;
-  } steps[] = {
-      {4, "00010003010037004d03"}, {4, "00010003010037005801"}, {3, "00010003010037005802"},
-      {1, "00010003010037004d04"}, {1, "00010003010037005805"}, {2, "00010003010037005805"},
-      {3, "00010003010037005805"}, {4, "0002000401000600080a"}, {1, "00020004010006000802"},
-      {2, "00020004010042005802"}, {3, "00020004010042005804"}};
-  ASSERT_EQ(sent.size(), 11u);
+    const char *payload, *text;
+  } steps[] = {{4, "00010003010037004d03", "SET RecordTest3Prov3(1, 3, TEST_OFF, 55, 77, 3)"},
+               {4, "00010003010037005801", "SET RecordTest3Prov3(1, 3, TEST_OFF, 55, 88, 1)"},
+               {3, "00010003010037005802", "DELETE RecordTest3Prov3(1, 3, TEST_OFF, 55, 88, 2)"},
+               {1, "00010003010037004d04", "INSERT RecordTest3Prov3(1, 3, TEST_OFF, 55, 77, 4)"},
+               {1, "00010003010037005805", "INSERT RecordTest3Prov3(1, 3, TEST_OFF, 55, 88, 5)"},
+               {2, "00010003010037005805", "UPDATE RecordTest3Prov3(1, 3, TEST_OFF, 55, 88, 5)"},
+               {3, "00010003010037005805", "DELETE RecordTest3Prov3(1, 3, TEST_OFF, 55, 88, 5)"},
+               {4, "0002000401000600080a", "SET RecordTest3Prov3(2, 4, TEST_OFF, 6, 8, 10)"},
+               {1, "00020004010006000802", "INSERT RecordTest3Prov3(2, 4, TEST_OFF, 6, 8, 2)"},
+               {2, "00020004010042005802", "UPDATE RecordTest3Prov3(2, 4, TEST_OFF, 66, 88, 2)"},
+               {3, "00020004010042005804", "DELETE RecordTest3Prov3(2, 4, TEST_OFF, 66, 88, 4)"}};
+  std::string text;
+  ASSERT_EQ(sent.size(), std::size(steps));
   for (std::size_t i = 0; i < sent.size(); ++i) {
     EXPECT_EQ(sent[i],
               (Sent{5 + 10 * i, setInd("111f0009", 0, steps[i].opType), steps[i].payload}));
+    text += std::string("MGMT_OPTYPE_") + steps[i].text + "\n";
   }
   EXPECT_TRUE(platform().simulatorEnded());
-  const std::size_t flushed = scripted::StandardOutput::flushed();
-  const std::string text = output.take();
-  EXPECT_EQ(flushed, text.size());
-  EXPECT_EQ(text,
-            "MGMT_OPTYPE_SET RecordTest3Prov3(1, 3, TEST_OFF, 55, 77, 3)\n"
-            "MGMT_OPTYPE_SET RecordTest3Prov3(1, 3, TEST_OFF, 55, 88, 1)\n"
-            "MGMT_OPTYPE_DELETE RecordTest3Prov3(1, 3, TEST_OFF, 55, 88, 2)\n"
-            "MGMT_OPTYPE_INSERT RecordTest3Prov3(1, 3, TEST_OFF, 55, 77, 4)\n"
-            "MGMT_OPTYPE_INSERT RecordTest3Prov3(1, 3, TEST_OFF, 55, 88, 5)\n"
-            "MGMT_OPTYPE_UPDATE RecordTest3Prov3(1, 3, TEST_OFF, 55, 88, 5)\n"
-            "MGMT_OPTYPE_DELETE RecordTest3Prov3(1, 3, TEST_OFF, 55, 88, 5)\n"
-            "MGMT_OPTYPE_SET RecordTest3Prov3(2, 4, TEST_OFF, 6, 8, 10)\n"
-            "MGMT_OPTYPE_INSERT RecordTest3Prov3(2, 4, TEST_OFF, 6, 8, 2)\n"
-            "MGMT_OPTYPE_UPDATE RecordTest3Prov3(2, 4, TEST_OFF, 66, 88, 2)\n"
-            "MGMT_OPTYPE_DELETE RecordTest3Prov3(2, 4, TEST_OFF, 66, 88, 4)\n");
+  EXPECT_EQ(scripted::StandardOutput::flushed(), text.size());
+  EXPECT_EQ(output.take(), text);
 }
 
 TEST_F(SimulatorTest, SendsEachKindInItsOrderWithinAPassWhetherOrNotItArrives) {
