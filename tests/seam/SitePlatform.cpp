@@ -100,15 +100,6 @@ namespace {
 
 constexpr bool swapBytes = std::endian::native == std::endian::little;
 
-/// Has a new record or key set read a block.
-template <class Item>
-boost::shared_ptr<Item> read(boost::shared_ptr<Item> item, std::vector<std::uint8_t> block) {
-  const auto size = static_cast<std::uint32_t>(block.size());
-  Zel::SerialStream stream(block.data(), size, size, swapBytes);
-  item->deserialize(stream);
-  return item;
-}
-
 void printBlock(const Zel::Record& record) {
   std::uint8_t bytes[256];
   Zel::SerialStream stream(bytes, sizeof bytes, 0, swapBytes);
@@ -137,19 +128,15 @@ void KorOamApi::playSession() {
   svcRegResult_(14, Zel::MGMT_SUCCESS, {});
   svcRegResult_(14, Zel::MGMT_BAD_VALUE, {});
 
-  const auto keys = read(Zel::RecordFactory::keysFuncMap().at(0x111F0006)(false),
-                         {0, 12, 0, 1, 0, 2, 0, 5, 0, 2, 0, 2, 0, 3});
+  std::uint8_t block[] = {0, 12, 0, 1, 0, 2, 0, 5, 0, 2, 0, 2, 0, 3};
+  Zel::SerialStream stream(block, sizeof block, sizeof block, swapBytes);
+  const auto keys = Zel::RecordFactory::keysFuncMap().at(0x111F0006)(false);
+  keys->deserialize(stream);
   Zel::RecordList records;
   Zel::ErrorString errorString;
-  Zel::MgmtResult result = get_(0x111F0006, {keys}, 0, false, records, errorString);
+  const Zel::MgmtResult result = get_(0x111F0006, {keys}, 0, false, records, errorString);
   std::printf("got %d \"%s\"\n", result, errorString.c_str());
   for (const auto& record : records) printBlock(*record);
-
-  const auto row = read(Zel::RecordFactory::funcMap().at(0x111D0004)(),
-                        {0x11, 0x1D, 0, 4, 0, 10, 0, 5, 0, 1, 0, 2, 0, 3, 0, 4});
-  auto applyAction = Zel::APPLY_NO_ACTION_REQUIRED;
-  result = set_(row, Zel::MGMT_OPTYPE_INSERT, false, applyAction, errorString, 7);
-  std::printf("set %d \"%s\", apply action %u\n", result, errorString.c_str(), applyAction);
 
   std::raise(SIGTERM);
 }

@@ -49,11 +49,6 @@ get111f0006
 get 0x111f0006
 got 0 "hello"
 111f0006000c000500030000000500000003
-set Insert 111d0004 transaction id 7 regDownloadFlag=0 applyAction=no-action-required errorString=hello
-
-    Record: Test1-Prov3 Id: 0x111d0004
-
-set 0 "hello", apply action 3
 end
 END
 said 255 --nonsense <<'END'

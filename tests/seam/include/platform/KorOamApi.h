@@ -41,13 +41,11 @@ class KorOamApi {
 
   bool good = true;
 
-  int doRegister(const GetFunction& get, Unused, const SetFunction& set, Unused,
-                 const NotifyFunction&, Unused, const ClearFunction&, Unused,
-                 const SvcRegIndFunction& svcRegInd, const SvcRegResultFunction& svcRegResult,
-                 const InitProvCompleteFunction&, const SetIndResultFunction&,
-                 const GetKeysFunction&, Unused, int) {
+  int doRegister(const GetFunction& get, Unused, const SetFunction&, Unused, const NotifyFunction&,
+                 Unused, const ClearFunction&, Unused, const SvcRegIndFunction& svcRegInd,
+                 const SvcRegResultFunction& svcRegResult, const InitProvCompleteFunction&,
+                 const SetIndResultFunction&, const GetKeysFunction&, Unused, int) {
     get_ = get;
-    set_ = set;
     svcRegInd_ = svcRegInd;
     svcRegResult_ = svcRegResult;
     callbackThread_ = std::thread(&KorOamApi::playSession, this);
@@ -77,7 +75,6 @@ class KorOamApi {
   void playSession();
 
   GetFunction get_;
-  SetFunction set_;
   SvcRegIndFunction svcRegInd_;
   SvcRegResultFunction svcRegResult_;
   std::thread callbackThread_;
