@@ -191,7 +191,6 @@ bool Connection::beginBatch(std::string_view line, JsonDocument& document, rpc::
 }
 
 void Connection::takeRequest() {
-  if (ending_) return;
   if (inBatch_) {
     lastOfBatch_ = input_[requestEnd_] == ']';
     element_ = requestEnd_ + 1;
@@ -267,7 +266,6 @@ void Connection::notify(std::string_view line) {
 }
 
 void Connection::appendNotification(std::string_view line) {
-  if (line.empty()) return;
   const std::uint64_t end = sentBefore_ + outgoing_.size();
   if (stretches_.empty() || stretches_.back().end != end) stretches_.push_back({end, 0});
   outgoing_ += line;
@@ -282,14 +280,13 @@ bool Connection::isResting() const {
 
 // How many bytes may be sent now.
 std::size_t Connection::sendable() {
-  if (holds_.empty()) return outgoing_.size() - sent_;
   const std::uint64_t position = sentBefore_ + sent_;
   while (!holds_.empty() && holds_.front().from <= position &&
          holds_.front().until <= std::chrono::steady_clock::now()) {
     holds_.pop_front();
   }
   if (holds_.empty()) return outgoing_.size() - sent_;
-  return static_cast<std::size_t>(holds_.front().from - std::min(holds_.front().from, position));
+  return static_cast<std::size_t>(holds_.front().from - position);
 }
 
 // One for each place, however much is held back there that is then dropped.
@@ -340,20 +337,16 @@ std::optional<Connection::Time> Connection::heldUntil() const {
   return holds_.empty() || !isNeeded ? std::nullopt : std::optional(holds_.front().until);
 }
 
-Connection::Sent Connection::send() {
-  blocked_ = false;
-  while (sent_ < outgoing_.size()) {
-    const std::size_t room = sendable();
-    if (room == 0) return Sent::some;
+bool Connection::send() {
+  while (const std::size_t room = sendable()) {
     const ssize_t bytes =
         ::send(descriptor_, outgoing_.data() + sent_, room, MSG_DONTWAIT | MSG_NOSIGNAL);
     if (bytes < 0 && errno == EINTR) continue;
     blocked_ = bytes < 0 && errno == EAGAIN;
-    if (blocked_) return Sent::some;
-    if (bytes < 0) return Sent::failed;
+    if (bytes < 0) return blocked_;
     noteSent(static_cast<std::size_t>(bytes));
   }
-  return Sent::all;
+  return true;
 }
 
 void Connection::noteSent(std::size_t bytes) {

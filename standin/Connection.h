@@ -118,9 +118,8 @@ class Connection {
   std::size_t unsentBytes() const {
     return outgoing_.size() - sent_ + batchReply_.size() + afterBatch_.size();
   }
-  enum class Sent { all, some, failed };
-  /// Sends what can be sent.
-  Sent send();
+  /// Sends what can be sent; false where the client can be sent nothing any more.
+  bool send();
 
   /// Replies an error to the request in turn and to all that wait, as far as there is room.
   void refuseAll(JsonDocument& document, const rpc::Error& error);

@@ -8,18 +8,19 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 
 namespace Zel {
 namespace {
 
 bool runsAs(uid_t user, gid_t group) {
-  uid_t realUser, effectiveUser, savedUser;
-  gid_t realGroup, effectiveGroup, savedGroup;
-  if (::getresuid(&realUser, &effectiveUser, &savedUser) != 0) return false;
-  if (::getresgid(&realGroup, &effectiveGroup, &savedGroup) != 0) return false;
-  return realUser == user && effectiveUser == user && savedUser == user && realGroup == group &&
-         effectiveGroup == group && savedGroup == group;
+  std::array<uid_t, 3> users;  // real, effective and saved
+  std::array<gid_t, 3> groups;
+  return ::getresuid(&users[0], &users[1], &users[2]) == 0 &&
+         ::getresgid(&groups[0], &groups[1], &groups[2]) == 0 &&
+         std::ranges::count(users, user) == 3 && std::ranges::count(groups, group) == 3;
 }
 
 // 0, or the errno.

@@ -150,15 +150,13 @@ void SocketServer::collect(int milliseconds) {
   if (mayAccept) accept();
 }
 
-/// False, and the client cut off, where memory runs out: the others are served on.
+/// Where memory runs out the client is cut off: the others are served on.
 template <typename Action>
-bool SocketServer::guarded(const Pointer& connection, Action&& action) {
+void SocketServer::guarded(const Pointer& connection, Action&& action) {
   try {
     action();
-    return true;
   } catch (const std::bad_alloc&) {
     cutOff(connection);
-    return false;
   }
 }
 
@@ -213,14 +211,13 @@ void SocketServer::acceptOne(int descriptor) {
 }
 
 void SocketServer::take(const Pointer& connection, std::uint32_t events) {
-  if ((events & EPOLLIN) != 0 && (events & (EPOLLHUP | EPOLLERR)) == 0 &&
-      connection->wantsInput()) {
+  if ((events & (EPOLLHUP | EPOLLERR)) != 0) return hangUp(connection);
+  if ((events & EPOLLIN) != 0) {
     const Connection::Read outcome = connection->read();
     if (outcome == Connection::Read::end) connection->endInput();
     if (outcome == Connection::Read::failed) return close(connection);
   }
-  if ((events & (EPOLLHUP | EPOLLERR)) != 0) return hangUp(connection);
-  if ((events & EPOLLOUT) != 0 || connection->inputEnded()) settle(connection);
+  if ((events & EPOLLOUT) != 0) settle(connection);
 }
 
 // The client is gone: what it sent without an id still counts.
@@ -232,10 +229,6 @@ void SocketServer::hangUp(const Pointer& connection) {
   const std::uint64_t number = connection->number;
   std::string lines = connection->waitingNotifications(document_);
   close(connection);
-  adopt(number, std::move(lines));
-}
-
-void SocketServer::adopt(std::uint64_t number, std::string lines) {
   std::size_t begin = 0;
   while (lines.size() - begin + orphanBytes_ > maxOrphanBytes && begin < lines.size()) {
     begin = lines.find('\n', begin) + 1;
@@ -243,12 +236,7 @@ void SocketServer::adopt(std::uint64_t number, std::string lines) {
   }
   if (begin == lines.size()) return;
   const std::size_t bytes = lines.size() - begin;
-  // Short ones of one after the other share their place, so that many clients cost no more.
-  if (!orphans_.empty() && orphans_.back().number == number) {
-    orphans_.back().lines.append(lines, begin);
-  } else {
-    orphans_.push_back({number, std::move(lines), begin});
-  }
+  orphans_.push_back({number, std::move(lines), begin});
   orphanBytes_ += bytes;
 }
 
@@ -317,7 +305,8 @@ void SocketServer::serve(const Pointer& connection, bool mayCall) {
 }
 
 bool SocketServer::serveOrphan(bool mayCall) {
-  if (orphans_.empty() || (orphansWait_ && !mayCall)) return false;
+  // The callback thread takes them: one that waits for it must not lose its place.
+  if (orphans_.empty() || !mayCall) return false;
   Orphans& first = orphans_.front();
   const std::size_t end = first.lines.find('\n', first.begin);
   const std::uint64_t number = first.number;
@@ -327,11 +316,6 @@ bool SocketServer::serveOrphan(bool mayCall) {
     document_.parse(line, maxNesting, true);
     const rpc::Request request = rpc::readRequest(document_.value());
     Turn turn(nullptr, number, request, mayCall);
-    if (!mayCall) {
-      // The callback thread takes it; a main thread that serves meanwhile must not take its place.
-      orphansWait_ = true;
-      return false;
-    }
     orphanBytes_ -= end + 1 - first.begin;
     first.begin = end + 1;
     if (first.begin == first.lines.size()) orphans_.pop_front();
@@ -343,7 +327,6 @@ bool SocketServer::serveOrphan(bool mayCall) {
   } catch (const std::bad_alloc&) {
     ++counters_.dropped;
   }
-  orphansWait_ = false;
   return served == Served::done;
 }
 
@@ -363,7 +346,6 @@ void SocketServer::goOn() {
 void SocketServer::settleAll() {
   // From the end: whoever leaves is replaced by what follows.
   for (std::size_t i = connections_.size(); i-- != 0;) {
-    if (i >= connections_.size()) continue;
     const Pointer connection = connections_[i];
     const std::size_t unsent = connection->unsentBytes();
     const bool isWatched = (connection->watched & EPOLLOUT) != 0;  // an event tells when to go on
@@ -377,7 +359,7 @@ void SocketServer::settleAll() {
 // Sends what can be sent, and ends a connection that is finished.
 void SocketServer::settle(const Pointer& connection) {
   if (connection->closed()) return;
-  if (connection->send() == Connection::Sent::failed) return hangUp(connection);
+  if (!connection->send()) return hangUp(connection);
   if (connection->unsentBytes() > maxUnsentBytes) return cutOff(connection);
   if (connection->inputEnded() && !connection->inTurn && !connection->hasRequest() &&
       connection->unsentBytes() == 0 && !connection->isHeld()) {
@@ -407,12 +389,10 @@ void SocketServer::cutOff(const Pointer& connection) {
 }
 
 void SocketServer::close(const Pointer& connection) {
-  if (connection->closed()) return;
   subscribe(*connection, false, false);
   ::epoll_ctl(epoll_, EPOLL_CTL_DEL, connection->descriptor(), nullptr);
   connection->close();
   const auto place = std::find(connections_.begin(), connections_.end(), connection);
-  if (place == connections_.end()) return;
   const auto index = static_cast<std::size_t>(place - connections_.begin());
   if (next_ > index) --next_;
   connections_.erase(place);
@@ -421,6 +401,7 @@ void SocketServer::close(const Pointer& connection) {
 // --- the end ------------------------------------------------------------------------------------
 
 void SocketServer::takeNoMore() {
+  ::epoll_ctl(epoll_, EPOLL_CTL_DEL, path_.descriptor(), nullptr);
   ::shutdown(path_.descriptor(), SHUT_RDWR);
   path_.remove();
   // Those who wait to be accepted see an end, not a reset.
@@ -435,7 +416,6 @@ void SocketServer::takeNoMore() {
 
 void SocketServer::shutDown() {
   for (std::size_t i = connections_.size(); i-- != 0;) {
-    if (i >= connections_.size()) continue;
     const Pointer connection = connections_[i];
     guarded(connection, [&] {
       connection->release();

@@ -127,7 +127,6 @@ class SocketServer {
   template <typename Deliver>
   void distribute(bool toThoseWhoSeeRequests, Deliver&& deliver) {
     for (std::size_t i = connections_.size(); i-- != 0;) {
-      if (i >= connections_.size()) continue;
       const Pointer connection = connections_[i];
       if (toThoseWhoSeeRequests ? connection->seesRequests : connection->subscribed) {
         deliverTo(connection, [&] { deliver(*connection); });
@@ -156,12 +155,11 @@ class SocketServer {
 
   void deliverTo(const Pointer& connection, const std::function<void()>& action);
   template <typename Action>
-  bool guarded(const Pointer& connection, Action&& action);
+  void guarded(const Pointer& connection, Action&& action);
   void accept();
   void acceptOne(int descriptor);
   void take(const Pointer& connection, std::uint32_t events);
   void hangUp(const Pointer& connection);
-  void adopt(std::uint64_t number, std::string lines);
   bool serveNext(bool mayCall);
   void serve(const Pointer& connection, bool mayCall);
   bool serveOrphan(bool mayCall);
@@ -182,9 +180,8 @@ class SocketServer {
   std::size_t next_ = 0;  ///< whose turn comes, one past the last for the orphans
   std::deque<Orphans> orphans_;
   std::size_t orphanBytes_ = 0;
-  bool sawEvents_ = false;    ///< at the last look
-  bool hasWorked_ = false;    ///< since memory went back
-  bool orphansWait_ = false;  ///< the next needs a callback, and one is away
+  bool sawEvents_ = false;  ///< at the last look
+  bool hasWorked_ = false;  ///< since memory went back
   std::atomic<std::size_t> subscribers_{0};
   std::size_t requestSubscribers_ = 0;
   JsonDocument document_;

@@ -12,7 +12,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <iterator>
-#include <utility>
+#include <tuple>
 
 #include "platform/ProcPrivs.h"
 
@@ -104,15 +104,25 @@ TEST(PrivilegesTest, ThereIsNoWayBack) {
                      setCapabilities(1u << CAP_SETUID, 0);
             }),
             0U);
+  // Of "apps" it is the user only, and may not change that.
+  EXPECT_EQ(waysBackAfterDrop([] {
+              const uid_t apps = ::getpwnam("apps")->pw_uid;
+              return ::setresgid(1, 1, 1) == 0 && ::setresuid(apps, apps, apps) == 0;
+            }),
+            ~0U);
 }
 
-TEST(PrivilegesTest, AnAccountThatIsRootIsRefused) {
-  for (const auto& [user, group] :
-       {std::pair{"root", "root"}, {"root", "apps"}, {"apps", "root"}}) {
+TEST(PrivilegesTest, AnAccountThatIsRootOrIsNotThereIsRefused) {
+  const std::tuple<const char*, const char*, int> cases[] = {{"root", "root", EPERM},
+                                                             {"root", "apps", EPERM},
+                                                             {"apps", "root", EPERM},
+                                                             {"no-such", "apps", ENOENT},
+                                                             {"apps", "no-such", ENOENT}};
+  for (const auto& [user, group, error] : cases) {
     Zel::ProcPrivs privileges;
     privileges.setUser(user);
     privileges.setGroup(group);
-    EXPECT_EQ(privileges.applyPrivileges(), EPERM) << user;
+    EXPECT_EQ(privileges.applyPrivileges(), error) << user << group;
   }
 }
 

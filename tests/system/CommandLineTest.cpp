@@ -23,7 +23,7 @@ TEST_F(CommandLineTest, BadOptionsAndVariablesEndItWithAReason) {
   for (const auto& [options, out, reason] : cases) expectRefused(options, "", reason, out);
   for (const std::string& variable :
        split("ZEL_LOG_LEVEL=9 ZEL_LOG_LEVEL=-1 ZEL_LOG_LEVEL= ZEL_LOG_LEVEL=2x KOR_OAM_AUTO=2 "
-             "KOR_OAM_AUTO=yes KOR_OAM_AUTO= KOR_OAM_SOCKET=",
+             "KOR_OAM_CLOCK=fast KOR_OAM_AUTO=yes KOR_OAM_AUTO= KOR_OAM_SOCKET=",
              ' ')) {
     expectRefused("", variable, variable.substr(0, variable.find('=')));
   }
@@ -60,6 +60,7 @@ clear {"recordId":5} -> {"result":22,"errorString":"~clear"}
 initProvComplete {} -> {"result":22}
 advanceTime {"seconds":5} -> {"settled":true}
 svcRegResult {"kind":12,"result":0,"groups":["0x111f"]} -> {"result":22})");
+  EXPECT_EQ(client->result("status").at("commandLine").at(7), "--set-ind");
 }
 
 TEST_F(CommandLineTest, HelpAndVersionArePrinted) {
@@ -99,7 +100,7 @@ TEST_F(CommandLineTest, LogLinesAreGatedByTheThresholdAndEscaped) {
   const std::string trace = "L5: Quorin::getCallback recordId=0x5 batchSize=0 clearOnRead=false\n";
   // Built of two lines; the last line end is dropped.
   const std::string detail = "Record: Test3-Stats2 Id: 0x111f0005\\n    Keys: \n";
-  for (const int level : {4, 5, 6}) {
+  for (const int level : {4, 5, 6, 8}) {
     start("--group 111f", "ZEL_LOG_LEVEL=" + std::to_string(level));
     converse(R"(get {"recordId":"0x111f0005","queryKeys":["00100001000400000001000200040000000a"]}
  -> {"result":0})");

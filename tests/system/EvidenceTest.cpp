@@ -102,11 +102,15 @@ TEST_F(EvidenceTest, TheJournalIsBoundedAndSaysWhatItLost) {
                    R"({"record":"111f0004000100","opType":4,"errorString":")" + padding + "\"}");
   }
   EXPECT_EQ(entries(R"({"limit":1000})").size(), 17U);  // a mebibyte
-  client->result("journalClear");
-  client->result("set", R"({"record":"","opType":4,"errorString":")" + padding + padding + "\"}");
-  const json::array cut = entries();
-  ASSERT_EQ(cut.size(), 1U);
-  EXPECT_TRUE(cut[0].at("params").is_null() && cut[0].as_object().contains("id")) << cut;
+  const auto newest = [&](std::size_t bytes) {
+    client->result("set",
+                   R"({"record":"","opType":4,"errorString":")" + std::string(bytes, 'x') + "\"}");
+    return entries(R"({"limit":1})")[0];
+  };
+  const std::size_t rest = json::serialize(newest(60'000)).size() - 60'000;
+  EXPECT_TRUE(newest(65'536 - rest).at("params").is_object());
+  const json::value cut = newest(65'537 - rest);
+  EXPECT_TRUE(cut.at("params").is_null() && cut.as_object().contains("id")) << cut;
 }
 
 TEST_F(EvidenceTest, WhoSubscribesToRequestsSeesEachAheadOfItsReply) {
@@ -187,10 +191,13 @@ TEST_F(EvidenceTest, WhoeverLetsTimePassTakesTurns) {
   gone = connect();
   gone->send(advance);
   gone.reset();
-  EXPECT_TRUE(eventually([&] { return left() == 1.5; }));
+  client->send("[" + request(1, "advanceTime", R"({"seconds":0.5})") + "," + request(2, "status") +
+               "]");
+  EXPECT_EQ(json::parse(client->readLine()).as_array().size(), 2U);
+  EXPECT_TRUE(eventually([&] { return left() == 1; }));
   const json::object counters = client->result("status").at("counters").as_object();
-  EXPECT_EQ(counters.at("requests").at("advanceTime"), 7);
-  EXPECT_EQ(counters.at("answered").at("advanceTime"), 7);
+  EXPECT_EQ(counters.at("requests").at("advanceTime"), 8);
+  EXPECT_EQ(counters.at("answered").at("advanceTime"), 8);
   EXPECT_EQ(client->result("advanceTime", R"({"seconds":4294967295})").at("ended"), 10000);
 }
 
@@ -222,8 +229,9 @@ faultList {} -> {"faults":[{"faultId":1,"hits":1,"method":"get","recordId":"0x11
  "count":1,"blocks":"truncate"},{"faultId":3,"hits":1,"method":"get","count":1,"blocks":"flip"}]}
 faultRemove {} -> {"removed":3}
 faultAdd {"method":"get","drop":true,"count":2} -> {"faultId":4}
-subscribe {} -> {"subscribed":true}
-faultAdd {"notification":"svcRegInd","duplicate":true,"count":1} -> {"faultId":5})");
+faultAdd {"notification":"svcRegInd","duplicate":true,"count":1} -> {"faultId":5}
+svcRegInd {} -> {"result":0}
+subscribe {} -> {"subscribed":true})");
   client->send(R"({"jsonrpc":"2.0","method":"get","params":{"recordId":1}})");
   client->request(1, "get", stats5);
   client->request(2, "get", stats5);
@@ -313,10 +321,19 @@ TEST_F(EvidenceTest, WhatIsHeldBackHoldsUpNobodyElseAndADisconnectIsAnEnd) {
   EXPECT_EQ(entries(R"({"method":"notify"})").size(), 1U);
   // Nothing is left of a delay when what it held back is dropped.
   client->result("faultRemove");
+  client->result("faultAdd", R"({"method":"get","delayMilliseconds":300,"drop":true,"count":1})");
+  client->result("faultAdd", R"({"method":"get","delayMilliseconds":1,"count":1})");
   client->result("faultAdd", R"({"method":"get","delayMilliseconds":1,"drop":true,"count":1})");
-  const auto dropped = connect();
-  dropped->request(1, "get", stats5);
-  ASSERT_TRUE(eventually([&] { return entries(R"({"method":"get"})").size() == 3; }));
+  client->result("faultAdd",
+                 R"({"method":"initProvComplete","delayMilliseconds":300,"disconnect":true})");
+  const auto dropped = connect(), left = connect();
+  const auto longer = Clock::now();
+  for (const int id : {1, 2, 3}) dropped->request(id, "get", stats5);
+  left->send("[" + request(1, "status") + "," + request(2, "initProvComplete") + "]");
+  EXPECT_EQ(dropped->readObject().at("id"), 2);
+  EXPECT_EQ(left->readLine(), "");
+  EXPECT_GE(Clock::now() - longer, std::chrono::milliseconds(300));
+  ASSERT_TRUE(eventually([&] { return entries(R"({"method":"get"})").size() == 5; }));
   const long ticks = daemon->processorTicks();
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
   EXPECT_LE(daemon->processorTicks() - ticks, 10);
@@ -329,7 +346,7 @@ TEST_F(EvidenceTest, WhatIsHeldBackHoldsUpNobodyElseAndADisconnectIsAnEnd) {
   large->send(rows);
   large->request(3, "clear", stats5);
   ASSERT_TRUE(eventually([&] {
-    return entries(R"({"method":"get"})").size() == 6 &&
+    return entries(R"({"method":"get"})").size() == 8 &&
            entries(R"({"method":"clear"})").size() == 5;
   }));
   EXPECT_EQ(json::parse(large->readLine()).at("id"), 2);
@@ -342,6 +359,9 @@ TEST_F(EvidenceTest, WhatIsHeldBackHoldsUpNobodyElseAndADisconnectIsAnEnd) {
 TEST_F(EvidenceTest, AStopSendsWhatIsHeldBackOfABatchThatItEnds) {
   start("--group 111f --sleep-time 3600");
   client->result("faultAdd", R"({"method":"initProvComplete","delayMilliseconds":3600000})");
+  const auto plain = connect();
+  plain->request(4, "initProvComplete");
+  ASSERT_TRUE(eventually([&] { return entries(R"({"method":"initProvComplete"})").size() == 1; }));
   client->send("[" + request(1, "initProvComplete") + "," + request(2, "get", stats5) + "," +
                request(3, "status") + "]");
   ASSERT_TRUE(eventually([&] { return daemon->out().find("Sleep") != std::string::npos; }));
@@ -349,6 +369,7 @@ TEST_F(EvidenceTest, AStopSendsWhatIsHeldBackOfABatchThatItEnds) {
   const json::array replies = json::parse(client->readLine()).as_array();
   ASSERT_EQ(replies.size(), 3U);
   EXPECT_EQ(replies[2].at("error").at("code"), -32001);
+  EXPECT_EQ(plain->readObject().at("id"), 4);
 }
 
 }  // namespace

@@ -47,9 +47,10 @@ class FaultsTest : public SystemTest {
     ASSERT_TRUE(eventually([&] { return (client = Client::connectTo(socketPath)) != nullptr; }));
   }
 
-  /// Sends an open file with a blank.
+  /// Sends an open file, and another, with a blank.
   static void pass(int file, Client& by) {
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof file)] = {};
+    const int files[] = {file, STDIN_FILENO};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof files)] = {};
     char byte = ' ';
     iovec piece{&byte, 1};
     msghdr message{};
@@ -57,8 +58,8 @@ class FaultsTest : public SystemTest {
     message.msg_iovlen = 1;
     message.msg_control = control;
     message.msg_controllen = sizeof control;
-    *CMSG_FIRSTHDR(&message) = {CMSG_LEN(sizeof file), SOL_SOCKET, SCM_RIGHTS};
-    std::memcpy(CMSG_DATA(CMSG_FIRSTHDR(&message)), &file, sizeof file);
+    *CMSG_FIRSTHDR(&message) = {CMSG_LEN(sizeof files), SOL_SOCKET, SCM_RIGHTS};
+    std::memcpy(CMSG_DATA(CMSG_FIRSTHDR(&message)), files, sizeof files);
     ::sendmsg(by.descriptor(), &message, MSG_NOSIGNAL);
   }
 
@@ -273,6 +274,12 @@ TEST_F(FaultsTest, APipeThatNobodyReadsDoesNotHoldUpTheStop) {
   ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
   const int pipe = ::open(path("pipe").c_str(), O_RDWR);
   startInto(path("pipe"));
+  client->result("status");
+  std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+  // With nothing to do the main thread does not look now and then.
+  const long switches = daemon->status("voluntary_ctxt_switches");
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  EXPECT_EQ(daemon->status("voluntary_ctxt_switches"), switches);
   std::string requests;
   for (int id = 0; id < 20000; ++id) requests += request(id, "get", stats5) + "\n";
   // A page of a pipe may keep less room than the next line needs.
@@ -290,9 +297,14 @@ TEST_F(FaultsTest, APipeThatNobodyReadsDoesNotHoldUpTheStop) {
   const auto other = connect();
   expectPromptStatus(*other);
   EXPECT_EQ(other->result("advanceTime", R"({"seconds":0})").at("settled"), false);
+  other->send(R"({"jsonrpc":"2.0","method":"clear","params":{"recordId":1}})");
   other->request(1, "clear", stats5);
+  const long ticks = daemon->processorTicks();
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  EXPECT_LE(daemon->processorTicks() - ticks, 10);
   expectStop();
   EXPECT_EQ(other->readObject().at("error").at("code"), -32001);
+  EXPECT_EQ(other->readLine(), "");
   EXPECT_FALSE(std::filesystem::exists(socketPath));
   EXPECT_NE(daemon->err().find("a thread does not end"), std::string::npos);
   ::close(pipe);
@@ -367,6 +379,7 @@ TEST_F(FaultsTest, PassedFilesHoldUpNobody) {
   daemon->signal(SIGCONT);
   EXPECT_EQ(offender->result("status").at("pid"), daemon->pid());
   expectPromptStatus(*client);
+  EXPECT_TRUE(sanitized || daemon->status("Threads") == 4);
   EXPECT_TRUE(eventually([&] { return daemon->descriptors() == atRest + 1; }));
   expectStop();
 }

@@ -59,6 +59,7 @@ TEST_F(OverloadTest, MemoryGoesBackAtRest) {
   for (int round = 0; round < 3; ++round) {
     client->result("get", R"({"recordId":"0x111f0007","batchSize":65535})");
   }
+  client->call("status", R"({"x":)" + list(300'000, "0") + "}");
   std::vector<std::unique_ptr<Client>> others;
   for (int i = 0; i < 10; ++i) {
     others.push_back(connect());
@@ -144,8 +145,8 @@ TEST_F(OverloadTest, ALineOfManyMembersIsRefusedOrCheap) {
   } cases[] = {{members(64, 16'000), -32602},
                {members(65, 10), -32600},
                {members(65'536, 10), -32600},
-               {R"({"x":)" + list(1023, members(64, 8)) + "}", -32602},
-               {R"({"x":)" + list(1024, members(64, 8)) + "}", -32600}};
+               {R"({"x":[)" + list(1023, members(64, 8)) + "," + members(59, 8) + "]}", -32602},
+               {R"({"x":[)" + list(1023, members(64, 8)) + "," + members(60, 8) + "]}", -32600}};
   for (const auto& [params, code] : cases) {
     const long before = daemon->processorTicks();
     client->request(1, "status", params);
@@ -184,14 +185,16 @@ TEST_F(OverloadTest, RequestsOfClientsThatAreGoneAreBoundedAndTakeTurns) {
   third->request(1, "advanceTime", R"({"seconds":3600})");
   EXPECT_EQ(other->readObject().at("result").at("result"), 14);
   std::string out;
-  std::size_t ran = 0;
-  EXPECT_TRUE(eventually([&] {
+  const auto ran = [&] {
     out = daemon->out();
-    ran = 0;
-    for (std::size_t at = 0; (at = out.find(orphan, at)) != std::string::npos; ++at) ++ran;
-    return ran >= kept;
-  }));
-  EXPECT_EQ(ran, kept);
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = out.find(orphan, at)) != std::string::npos; ++at) ++count;
+    return count;
+  };
+  EXPECT_TRUE(eventually([&] { return ran() >= kept; }));
+  connect()->sendBytes(requests);  // there is room again
+  EXPECT_TRUE(eventually([&] { return ran() >= kept + each; }));
+  EXPECT_EQ(ran(), kept + each);
   EXPECT_LT(out.find(own) / orphan.size(), 20U);  // two lines each, and those of the get
 }
 
@@ -238,7 +241,7 @@ TEST_F(OverloadTest, ABatchOfLargeRepliesIsMadeAsItIsRead) {
 }
 
 // A get of many key blocks is refused, and one of as many as there may be answered.
-TEST_F(OverloadTest, KeyBlocksAndGroupsAreCounted) {
+TEST_F(OverloadTest, KeyBlocksGroupsAndBatchesAreCounted) {
   start("--group 111f --quiet");
   // Rows of all keys cost no more together than one by one.
   const long ticks = daemon->processorTicks();
@@ -254,6 +257,8 @@ TEST_F(OverloadTest, KeyBlocksAndGroupsAreCounted) {
     for (const json::object& reply : {get, outcome}) {
       EXPECT_TRUE(past == 0 ? reply.contains("result") : reply.at("error").at("code") == -32602);
     }
+    client->send(list(4096 + past, "1"));
+    EXPECT_EQ(client->readLine().starts_with('['), past == 0);
   }
 }
 

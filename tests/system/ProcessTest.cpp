@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 
 #include "Harness.h"
@@ -49,7 +50,10 @@ TEST_F(ProcessTest, EndsAbnormallyWithoutItsSimulatorThread) {
 TEST_F(ProcessTest, APathThatCannotBeHadEndsIt) {
   const std::string variable = "KOR_OAM_SOCKET=";
   expectRefused("", variable + path("missing/oam.sock"), path("missing/oam.sock"));
-  expectRefused("", variable + path(std::string(200, 'x')), "a socket address holds");
+  const std::string longest = path(std::string(107 - path("").size(), 'x'));
+  expectRefused("", variable + longest + "x", "has 108 bytes; a socket address holds 107");
+  daemon = launch(QUORIN_PROGRAM, variable + longest);
+  EXPECT_TRUE(eventually([&] { return Client::connectTo(longest) != nullptr; }));
   std::ofstream(path("file")) << "precious";
   expectRefused("", variable + path("file"), path("file") + " exists and is not a socket");
   EXPECT_EQ(fileContent(path("file")), "precious");
@@ -70,6 +74,11 @@ TEST_F(ProcessTest, APathThatCannotBeHadEndsIt) {
   ASSERT_TRUE(S_ISSOCK(statusOf(socketPath).st_mode));
   start("");
   EXPECT_EQ(client->result("status").at("pid"), daemon->pid());
+  // What takes its place is somebody else's.
+  std::filesystem::rename(path("file"), socketPath);
+  daemon->signal(SIGTERM);
+  daemon->wait();
+  EXPECT_EQ(fileContent(socketPath), "precious");
 }
 
 TEST_F(ProcessTest, TermAndIntStopItAndRemoveThePathAndOtherSignalsDoNot) {

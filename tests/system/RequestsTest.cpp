@@ -36,8 +36,10 @@ TEST_F(RequestsTest, ChangesReachTheDaemonAndUnreadableBlocksDoNot) {
   start("--group 111f:111e:111d");
   converse(R"(
 status {} -> {"auto":true,"serviceRegistration":{"groups":["0x111d","0x111e","0x111f"]},
- "limits":{"lineBytes":1048576,"nesting":32,"connections":64,"unsentReplyBytes":4194304,
-  "unsentBytes":33554432}}
+ "limits":{"lineBytes":1048576,"nesting":32,"objectMembers":64,"lineMembers":65536,
+  "batchRequests":4096,"waitingBytes":1048576,"orphanBytes":8388608,"keyBlocks":4096,"groups":4096,
+  "journalEntries":4096,"journalBytes":1048576,"journalPage":1000,"faults":64,"connections":64,
+  "unsentReplyBytes":4194304,"unsentBytes":33554432}}
 get {"recordId":287244292} -> {"records":["111f0004000100"]}
 get {"recordId":"0X111F0004"} -> {"records":["111f0004000100"]}
 set {"record":"111D0004000A00050001000200030004","opType":1} -> {"result":0,"applyAction":3}
