@@ -115,7 +115,7 @@ Connection::Read Connection::read() {
 }
 
 void Connection::findLine() {
-  if (lineEnd_ != none || inBatch_) return;
+  if (lineEnd_ != none) return;
   const std::size_t at = input_.find('\n', std::max(begin_, searched_));
   if (at == std::string::npos) {
     searched_ = input_.size();
@@ -185,7 +185,6 @@ bool Connection::beginBatch(std::string_view line, JsonDocument& document, rpc::
                      "a batch holds at most " + std::to_string(maxBatch) + " requests"};
   } else {
     inBatch_ = true;
-    lastOfBatch_ = batchHasReply_ = streaming_ = false;
   }
   return inBatch_;
 }
@@ -206,7 +205,7 @@ void Connection::endRequest() {
   emptied(turnId);
   if (inBatch_ || begin_ != input_.size()) return;
   emptied(input_);
-  begin_ = searched_ = element_ = 0;
+  begin_ = searched_ = 0;
 }
 
 void Connection::finishBatch() {
@@ -214,7 +213,7 @@ void Connection::finishBatch() {
   begin_ = searched_ = lineEnd_ + 1;
   lineEnd_ = none;
   findLine();
-  if (batchHasReply_) {
+  if (batchHasReply()) {
     holdBatch();
     outgoing_ += batchReply_;
     outgoing_ += "]\n";
@@ -323,11 +322,11 @@ void Connection::holdBatch() {
 void Connection::endAfterThis() {
   holdBatch();
   ending_ = inputEnded_ = true;
-  inBatch_ = batchHasReply_ = streaming_ = false;
+  inBatch_ = streaming_ = false;
   emptied(batchReply_);
   emptied(afterBatch_);
   input_.clear();
-  begin_ = searched_ = element_ = 0;
+  begin_ = searched_ = 0;
   lineEnd_ = none;
 }
 

@@ -53,7 +53,7 @@ class Connection {
   /// Whether the line in turn is too long.
   bool isTooLong() const;
   /// Whether a request, or what should be one, waits.
-  bool hasRequest() const { return inBatch_ || lineEnd_ != none || isTooLong(); }
+  bool hasRequest() const { return lineEnd_ != none || isTooLong(); }
   /// Whether it can be served now.
   bool isReady(bool mayCall) const {
     return !inTurn && !waits && hasRequest() && !isResting() && (mayCall || !waitsForCallback);
@@ -78,14 +78,13 @@ class Connection {
     std::string& text = inBatch_ ? batchReply_ : outgoing_;
     const std::size_t before = text.size();
     try {
-      if (inBatch_) text += batchHasReply_ ? ',' : '[';
+      if (inBatch_) text += batchHasReply() ? ',' : '[';
       write(text);
       if (!inBatch_) text += '\n';
     } catch (...) {
       text.resize(before);
       throw;
     }
-    batchHasReply_ = inBatch_;
     if (inBatch_) streamBatch();
   }
   /// Appends a notification's line.
@@ -147,6 +146,7 @@ class Connection {
 
   void findLine();
   bool beginBatch(std::string_view line, JsonDocument& document, rpc::Request& request);
+  bool batchHasReply() const { return streaming_ || !batchReply_.empty(); }
   void finishBatch();
   void holdBatch();
   void streamBatch();
@@ -178,7 +178,6 @@ class Connection {
   std::string batchReply_;  ///< the reply to the batch in turn
   std::string afterBatch_;  ///< notifications that wait for the end of a reply that is being sent
   std::deque<Hold> laterHolds_;  ///< in `afterBatch_`
-  bool batchHasReply_ = false;
   bool streaming_ = false;  ///< a part of the batch's reply is in `outgoing_`
 };
 

@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <string_view>
 #include <utility>
 
 #include "standin/Environment.h"
@@ -40,7 +41,7 @@ void setMainDuty(MainDuty* duty) { mainDuty = duty; }
 
 void wakeMain() {
   const std::uint64_t one = 1;
-  if (::write(mainEvents, &one, sizeof one) < 0) return;  // it is awake already
+  [[maybe_unused]] const ssize_t written = ::write(mainEvents, &one, sizeof one);  // or it is awake
 }
 
 int wakeDescriptor() { return mainEvents; }
@@ -61,19 +62,22 @@ std::atomic<std::uint64_t> arrivedSignals{0};  ///< a bit each
 
 void takeSignal(int signal) {
   const int error = errno;
-  if (signal == SIGTERM || signal == SIGINT) ::alarm(longestStop);
   arrivedSignals |= std::uint64_t{1} << signal;
   standin::wakeMain();
   errno = error;
 }
 
+void takeStop(int signal) {
+  ::alarm(longestStop);
+  takeSignal(signal);
+}
+
 // The stop has taken too long, whatever the threads are doing.
 void endAtOnce(int) {
   pollfd standardError{STDERR_FILENO, POLLOUT, 0};
-  constexpr char text[] = "quorin: a thread does not end; the process ends without it\n";
-  if (::poll(&standardError, 1, 0) == 1 &&  // nobody may be reading that, either
-      ::write(STDERR_FILENO, text, sizeof text - 1) < 0) {
-    ::_exit(0);
+  constexpr std::string_view text = "quorin: a thread does not end; the process ends without it\n";
+  if (::poll(&standardError, 1, 0) == 1) {  // nobody may be reading that, either
+    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
   }
   ::_exit(0);
 }
@@ -104,6 +108,8 @@ bool catchSignals() {
   action.sa_mask = signals;
   action.sa_handler = takeSignal;
   for (const int signal : reported) ::sigaction(signal, &action, nullptr);
+  action.sa_handler = takeStop;
+  for (const int signal : {SIGTERM, SIGINT}) ::sigaction(signal, &action, nullptr);
   action.sa_handler = endAtOnce;
   ::sigaction(SIGALRM, &action, nullptr);
   return true;

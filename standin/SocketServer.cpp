@@ -98,7 +98,7 @@ void SocketServer::startAccepting() {
 
 void SocketServer::wake() {
   const std::uint64_t one = 1;
-  if (::write(wakeUp_, &one, sizeof one) < 0) return;  // it is awake already
+  [[maybe_unused]] const ssize_t written = ::write(wakeUp_, &one, sizeof one);  // or it is awake
 }
 
 int SocketServer::patience() const {
@@ -115,7 +115,7 @@ int SocketServer::patience() const {
 // --- events -------------------------------------------------------------------------------------
 
 void SocketServer::collect(int milliseconds) {
-  std::array<epoll_event, maxConnections + 2> events;
+  std::array<epoll_event, maxConnections> events;
   const bool maySeeRest = hasWorked_ && milliseconds != 0;
   if (maySeeRest && (milliseconds < 0 || milliseconds > restTime)) milliseconds = restTime;
   const int count =

@@ -118,9 +118,12 @@ TEST_F(SocketTest, TheApisOwnMethodsTakeEffectInTheirTurn) {
                     request(2, "get", stats5) + "," + request(3, "subscribe") + "]\n" +
                     request(4, "status") + "\n");
   ASSERT_TRUE(eventually([&] { return daemon->out().find("Sleep") != std::string::npos; }));
-  const auto other = connect();
+  const auto other = connect(), third = connect();
+  third->request(1, "svcRegResult", R"({"kind":12,"result":0,"groups":[5]})");
   expectPromptStatus(*other);
   client->request(5, "status");
+  const json::object before = other->result("status");
+  EXPECT_EQ(before.at("serviceRegistration").at("groups"), json::array{"0x111f"});
   other->result("advanceTime", R"({"seconds":3600})");
   // No notification: it had gone before the turn of subscribe.
   EXPECT_EQ(client->readObject().at("id"), 1);
