@@ -38,10 +38,10 @@ std::string owner(const std::string& file) {
 }  // namespace
 
 SocketPath::~SocketPath() {
-  if (socket_ >= 0) ::close(socket_);
+  ::close(socket_);
   remove();
   // The lock file stays: removing it would let two daemons lock two files of the same name.
-  if (lock_ >= 0) ::close(lock_);
+  ::close(lock_);
 }
 
 void SocketPath::remove() {

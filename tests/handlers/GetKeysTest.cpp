@@ -134,6 +134,12 @@ TEST_F(GetKeysTest, RefusesKeySetsThatItCannotUse) {
             11)
       << "a last sent key set is missing";
   EXPECT_TRUE(platform().pauses.empty());
+  // Those of a first request are not looked at.
+  for (const auto& lastSent : {boost::shared_ptr<RecordKeys>(), pairKeys<Stats8>(1, 1)}) {
+    EXPECT_EQ(slots().getKeys(0x111F000D, 4, true, {pairKeys<Stats7>(1, 1)}, {lastSent}, list,
+                              errorString, lastBatch),
+              0);
+  }
 }
 
 TEST_F(GetKeysTest, WritesItsLinesInOrder) {

@@ -28,6 +28,7 @@ TEST_F(NotifyAndClearTest, NotifyEchoesTheRecordsOfItsListWithoutAGroupCheck) {
   foreign->id = RECORD_TEST3PROV3_ID;
   const boost::shared_ptr<Record> silent[] = {boost::make_shared<RecordTest1Prov3>(),
                                               boost::make_shared<RecordTest3Action2>(), foreign};
+  printed[0]->valid = false;
   make({"--mgmt-result", "7"});  // no group is registered
   const auto textOf = [](const boost::shared_ptr<Record>& record) {
     scripted::StandardOutput output;
