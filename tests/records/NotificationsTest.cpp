@@ -78,6 +78,7 @@ TEST_F(NotificationsTest, NameTheFieldThatCannotBeRead) {
 
 TEST_F(NotificationsTest, BoundTheTextOfAnAlarm) {
   AlarmTest1Alarm1 alarm, read;
+  EXPECT_FALSE(alarm.alarmSet);
   std::memset(alarm.additionalText, 'x', 256);
   std::string block = written(alarm, network, false);
   EXPECT_EQ(block.substr(2 * 31, 4), "0101") << "257 bytes";
