@@ -25,7 +25,7 @@ scripted::Slots& slots() {
   static const std::unique_ptr<Quorin> daemon = [] {
     static scripted::CommandLine commandLine({"--quiet"});
     scripted::platform().reset();
-    auto made = std::make_unique<Quorin>(commandLine.count(), commandLine.values());
+    auto made = std::make_unique<Quorin>(commandLine.count(), commandLine.values.data());
     scripted::platform().slots.svcRegResult(12, MGMT_SUCCESS, {0x111d, 0x111e, 0x111f, 0x0801});
     return made;
   }();

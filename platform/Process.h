@@ -7,7 +7,7 @@
 
 namespace Zel {
 
-/// Base of a managed process. One object exists at a time; it is made, run and destroyed on the
+/// Base of a managed process. One object exists in a process; it is made, run and destroyed on the
 /// main thread. `instance`, `exiting` and `halt` may be called from any thread.
 class Process {
  public:

@@ -41,9 +41,9 @@ ssize_t receive(int socket, char* to, std::size_t room) {
   message.msg_controllen = control.size();
   const ssize_t bytes = ::recvmsg(socket, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
   if (bytes < 0) return bytes;
+  // Nothing but descriptors: no option of the socket asks for more.
   for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr;
        part = CMSG_NXTHDR(&message, part)) {
-    if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS) continue;
     const std::size_t count = (part->cmsg_len - CMSG_LEN(0)) / sizeof(int);
     for (std::size_t i = 0; i < count; ++i) {
       int descriptor;
@@ -371,7 +371,7 @@ void Connection::noteSent(std::size_t bytes) {
 }
 
 void Connection::refuseAll(JsonDocument& document, const rpc::Error& error) {
-  if (inTurn) {
+  if (std::exchange(inTurn, false)) {
     if (!turnId.empty())
       reply([&](std::string& out) { rpc::appendErrorReply(out, turnId, error); });
     endRequest();

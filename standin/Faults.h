@@ -46,7 +46,6 @@ class Faults {
 
   /// The fault for a request or notification about a record, or null. It is not hit yet.
   Fault* choose(bool ofNotification, std::string_view name, std::optional<std::uint32_t> recordId);
-  bool empty() const { return faults_.empty(); }
 
  private:
   std::vector<Fault> faults_;

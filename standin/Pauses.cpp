@@ -126,11 +126,6 @@ void Pauses::stop() {
   changed_.notify_all();
 }
 
-void Pauses::restart() {
-  const std::lock_guard lock(mutex_);
-  stopped_ = false;
-}
-
 void Pauses::callbackThread(std::function<void()> onPause) {
   const std::lock_guard lock(mutex_);
   callbackThread_ = std::this_thread::get_id();

@@ -30,8 +30,6 @@ class Pauses {
   void pause(std::chrono::seconds length);
   /// Ends all pauses, and those to come. Callable again without effect.
   void stop();
-  /// Pauses are possible again.
-  void restart();
 
   /// Marks the calling thread as the callback thread, whose pauses call `onPause` when they begin.
   void callbackThread(std::function<void()> onPause);

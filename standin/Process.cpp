@@ -97,14 +97,12 @@ bool catchSignals() {
   for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
   const sigset_t signals = caughtSignals();
   ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  if (standin::mainEvents < 0) standin::mainEvents = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  standin::mainEvents = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   if (standin::mainEvents < 0) {
     standin::complain(std::string("cannot set up the main loop: ") + std::strerror(errno));
     return false;
   }
-  arrivedSignals = 0;
   struct sigaction action {};
-  action.sa_flags = SA_RESTART;
   action.sa_mask = signals;
   action.sa_handler = takeSignal;
   for (const int signal : reported) ::sigaction(signal, &action, nullptr);
@@ -172,8 +170,6 @@ struct Process::Implementation {
 Process::Process(int argc, char** argv, unsigned int, const po::options_description& options)
     : implementation_(std::make_unique<Implementation>()) {
   theProcess = this;
-  standin::isStopping = false;
-  standin::Pauses::instance().restart();
   standin::noteCommandLine(argc, argv);
   // What the process makes is its own, unless it says otherwise.
   ::umask(S_IRWXG | S_IRWXO);

@@ -61,7 +61,7 @@ Turn::Turn(std::shared_ptr<Connection> connection, std::uint64_t connectionNumbe
 
 void Turn::take() {
   if (std::exchange(taken_, true) || !connection_) return;
-  if (!connection_->closed()) connection_->takeRequest();
+  connection_->takeRequest();
   connection_->turnId = id;
 }
 
@@ -297,7 +297,7 @@ void SocketServer::serve(const Pointer& connection, bool mayCall) {
     isPending = served == Served::pending;
     if (served != Served::done) return;
     turn.take();
-    if (!connection->closed()) connection->endRequest();
+    connection->endRequest();
   });
   connection->inTurn = isPending;
   if (connection->unsentBytes() >= sendAtOnceBytes)
@@ -334,7 +334,7 @@ void SocketServer::finish(Turn& turn) {
   Connection* const connection = turn.connection();
   if (connection == nullptr) return;
   connection->inTurn = false;
-  if (!connection->closed()) guarded(turn.connection_, [&] { connection->endRequest(); });
+  guarded(turn.connection_, [&] { connection->endRequest(); });
 }
 
 void SocketServer::goOn() {
@@ -420,7 +420,6 @@ void SocketServer::shutDown() {
     guarded(connection, [&] {
       connection->release();
       connection->refuseAll(document_, {rpc::stopping, "the process is stopping"});
-      connection->inTurn = false;
       settle(connection);
     });
   }

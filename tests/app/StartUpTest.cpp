@@ -17,7 +17,7 @@ class StartUpTest : public scripted::DaemonTest {
  protected:
   static int runWith(std::vector<std::string> arguments = {}) {
     scripted::CommandLine commandLine(std::move(arguments));
-    return runQuorin(commandLine.count(), commandLine.values());
+    return runQuorin(commandLine.count(), commandLine.values.data());
   }
 };
 

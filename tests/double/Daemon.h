@@ -27,7 +27,7 @@ class DaemonTest : public testing::Test {
   /// Makes the daemon with a command line.
   void make(std::vector<std::string> arguments = {}) {
     commandLine_.emplace(std::move(arguments));
-    daemon = std::make_unique<Quorin>(commandLine_->count(), commandLine_->values());
+    daemon = std::make_unique<Quorin>(commandLine_->count(), commandLine_->values.data());
     platform().advance(0);  // the simulator thread has come to its first pause
   }
 

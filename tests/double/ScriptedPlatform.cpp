@@ -10,6 +10,7 @@
 #include "platform/Process.h"
 #include "records/Block.h"
 #include "records/Factories.h"
+#include "records/Hex.h"
 #include "records/MgmtEnums.h"
 #include "records/Notifications.h"
 #include "records/Record.h"
@@ -161,9 +162,7 @@ extern "C" int gettimeofday(timeval* time, void*) noexcept {
 }
 
 int zelClientBinLogInit(unsigned int client) {
-  char text[64];
-  std::snprintf(text, sizeof text, "zelClientBinLogInit 0x%x", client);
-  platform().calls.emplace_back(text);
+  platform().calls.push_back("zelClientBinLogInit 0x" + Zel::hexText(client));
   return 0;
 }
 
@@ -264,12 +263,6 @@ int record(std::string what, std::string payload = "") {
   return platform().sendFails ? -1 : 0;
 }
 
-std::string idText(const Zel::Record& sent) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%x", sent.id);
-  return text;
-}
-
 // Told only when it is not of now.
 std::string timeText(const Zel::DateTime& time) {
   const timeval now = platform().timeOfDay();
@@ -301,27 +294,27 @@ int KorOamApi::sendVmbSvcRegEndInd() { return record("svcRegEndInd"); }
 
 int KorOamApi::sendSetInd(boost::shared_ptr<Zel::Record>& sent, Zel::ApplyActionType applyAction,
                           Zel::MgmtOpType opType) {
-  return record("setInd " + idText(*sent) + " applyAction " + std::to_string(applyAction) +
+  return record("setInd " + Zel::hexText(sent->id) + " applyAction " + std::to_string(applyAction) +
                     " opType " + std::to_string(opType),
                 payloadOf(*sent));
 }
 
 int KorOamApi::sendEvent(const boost::shared_ptr<Zel::Event>& event) {
-  return record("event " + idText(*event) + " severity " + std::to_string(event->severity) +
-                    timeText(event->time),
+  return record("event " + Zel::hexText(event->id) + " severity " +
+                    std::to_string(event->severity) + timeText(event->time),
                 payloadOf(*event));
 }
 
 int KorOamApi::sendAlarm(const boost::shared_ptr<Zel::Alarm>& alarm) {
-  return record(
-      "alarm " + idText(*alarm) + (alarm->alarmSet ? " set" : " cleared") + timeText(alarm->time),
-      payloadOf(*alarm));
+  return record("alarm " + Zel::hexText(alarm->id) + (alarm->alarmSet ? " set" : " cleared") +
+                    timeText(alarm->time),
+                payloadOf(*alarm));
 }
 
 int KorOamApi::sendRecordUpdateEvent(const boost::shared_ptr<Zel::RecordUpdateEvent>& event,
                                      Zel::MgmtOpType opType) {
-  return record("recordUpdateEvent " + idText(*event) + " opType " + std::to_string(opType) +
-                    timeText(event->time),
+  return record("recordUpdateEvent " + Zel::hexText(event->id) + " opType " +
+                    std::to_string(opType) + timeText(event->time),
                 payloadOf(*event));
 }
 

@@ -17,23 +17,17 @@
 
 namespace scripted {
 
-/// A command line of the daemon, as `main` gets it.
-class CommandLine {
- public:
-  explicit CommandLine(std::vector<std::string> arguments) : words_(std::move(arguments)) {
-    words_.insert(words_.begin(), "quorin");
-    for (std::string& word : words_) values_.push_back(word.data());
-    values_.push_back(nullptr);
+/// A command line of the daemon, as `main` gets it; stays where it is.
+struct CommandLine {
+  explicit CommandLine(std::vector<std::string> arguments) : words(std::move(arguments)) {
+    words.insert(words.begin(), "quorin");
+    for (std::string& word : words) values.push_back(word.data());
+    values.push_back(nullptr);
   }
-  CommandLine(const CommandLine&) = delete;
-  CommandLine& operator=(const CommandLine&) = delete;
+  int count() const { return static_cast<int>(words.size()); }
 
-  int count() const { return static_cast<int>(words_.size()); }
-  char** values() { return values_.data(); }
-
- private:
-  std::vector<std::string> words_;
-  std::vector<char*> values_;
+  std::vector<std::string> words;
+  std::vector<char*> values;
 };
 
 /// The payload as hexadecimal text, in network order.

@@ -75,8 +75,7 @@ constexpr const char* commandLines[] = {
     "advance 3",
     "fault list",
     "fault remove",
-    "call status",
-};
+    "call status"};
 
 /// The number of lines, each of which must be a JSON text.
 std::size_t jsonLines(const std::string& output) {

@@ -50,6 +50,15 @@ Strings split(const std::string& text, char separator) {
   return pieces;
 }
 
+Names allOf(const std::string& text, const std::string& pattern) {
+  Names names;
+  const std::regex name(pattern);
+  for (std::sregex_iterator found(text.begin(), text.end(), name), end; found != end; ++found) {
+    names.insert(found->str(1));
+  }
+  return names;
+}
+
 std::string request(int id, const std::string& method, const std::string& params) {
   return R"({"jsonrpc":"2.0","id":)" + std::to_string(id) + R"(,"method":")" + method +
          R"(","params":)" + params + "}";

@@ -19,6 +19,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +32,7 @@ namespace json = boost::json;
 using Protocol = boost::asio::local::stream_protocol;
 using Clock = std::chrono::steady_clock;
 using Strings = std::vector<std::string>;
+using Names = std::set<std::string>;
 
 /// A sanitizer makes the daemon many times slower, keeps what is freed, and needs terabytes of
 /// addresses.
@@ -54,9 +56,15 @@ struct stat statusOf(const std::string& path);
 /// The pieces of a text between separators.
 Strings split(const std::string& text, char separator);
 
+/// What the first group of `pattern` matches anywhere in a text.
+Names allOf(const std::string& text, const std::string& pattern);
+
 /// Whether `value` is as `expected` says: an object may have further members, and a string that
 /// begins with a tilde is for every text that contains the rest of it.
 bool matches(const json::value& value, const json::value& expected);
+
+/// Parameters of a get whose answer is four rows.
+const std::string stats5 = R"({"recordId":"0x111f000b"})";
 
 /// The line of a request.
 std::string request(int id, const std::string& method, const std::string& params = "{}");

@@ -59,15 +59,13 @@ const struct {
      R"("records":["111f0007001000000000000000000000000000000000",)"
      R"("111f0007001000000000000000010000000000000001"]}})"},
     {"get", R"({"recordId":"0x22220001"})",
-     R"("errorString":"Invalid record id 0x22220001",)"
-     R"("records":[]}})"},
+     R"("errorString":"Invalid record id 0x22220001","records":[]}})"},
     {"get", R"({"recordId":"0x111e0001"})", R"("]}})"},
     {"get", R"({"recordId":"0x111f0008","clearOnRead":true})", R"("]}})"},
     {"getKeys",
      R"({"recordId":"0x111f000e","queryKeys":"000600010100020a","wildcardAllowed":true,)"
      R"("batchSize":1})",
-     R"("keys":["0010000100040000000100020004)"
-     R"(00000001"],"lastBatch":false}})"},
+     R"("keys":["001000010004000000010002000400000001"],"lastBatch":false}})"},
     {"set", R"({"record":"111f0002000401020304","opType":4,"applyAction":3})",
      R"("applyAction":3}})"},
     {"set", R"({"record":"111d0004000a00010002000300040005","opType":1})", R"("applyAction":3}})"},

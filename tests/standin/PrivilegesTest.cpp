@@ -40,22 +40,20 @@ bool holdsCapabilities() {
 // The ways back that are open, as bits.
 unsigned int openWaysBack() {
   const gid_t root = 0;
-  const bool ways[] = {
-      ::setuid(0) == 0,
-      ::seteuid(0) == 0,
-      ::setresuid(0, 0, 0) == 0,
-      ::setgid(0) == 0,
-      ::setegid(0) == 0,
-      ::setgroups(1, &root) == 0,
-      ::getgroups(0, nullptr) != 0,
-      holdsCapabilities(),
-      setCapabilities(1u << CAP_SETUID, 0),
-      ::prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_RAISE, CAP_SETUID, 0, 0) == 0,
-      ::prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0) != 1,
-      ::prctl(PR_SET_NO_NEW_PRIVS, 0, 0, 0, 0) == 0,
-      ::open("/etc/shadow", O_RDONLY) >= 0,
-      ::chroot("/") == 0,
-  };
+  const bool ways[] = {::setuid(0) == 0,
+                       ::seteuid(0) == 0,
+                       ::setresuid(0, 0, 0) == 0,
+                       ::setgid(0) == 0,
+                       ::setegid(0) == 0,
+                       ::setgroups(1, &root) == 0,
+                       ::getgroups(0, nullptr) != 0,
+                       holdsCapabilities(),
+                       setCapabilities(1u << CAP_SETUID, 0),
+                       ::prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_RAISE, CAP_SETUID, 0, 0) == 0,
+                       ::prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0) != 1,
+                       ::prctl(PR_SET_NO_NEW_PRIVS, 0, 0, 0, 0) == 0,
+                       ::open("/etc/shadow", O_RDONLY) >= 0,
+                       ::chroot("/") == 0};
   unsigned int bits = 0;
   for (std::size_t i = 0; i < std::size(ways); ++i) bits |= unsigned{ways[i]} << i;
   return bits;

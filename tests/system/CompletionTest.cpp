@@ -1,7 +1,6 @@
 // The completion scripts, in the shells that they are for.
 #include <boost/algorithm/string/replace.hpp>
 #include <fstream>
-#include <map>
 #include <regex>
 
 #include "Harness.h"
@@ -136,25 +135,17 @@ nowhere/oamctl ->nowhere/oamctl
 quorin --no-cl->quorin --no-clear )");
 }
 
-/// The options of a text, and whether they take a value, which the second group of `pattern` says.
-std::map<std::string, bool> optionsOf(const std::string& text, const char* pattern) {
-  std::map<std::string, bool> options;
-  const std::regex option(pattern);
-  for (std::sregex_iterator found(text.begin(), text.end(), option), end; found != end; ++found) {
-    options[found->str(1)] = found->length(2) != 0;
-  }
-  return options;
-}
-
 TEST_F(CompletionTest, TheListsOfTheDaemonAreItsHelp) {
-  const auto options =
-      optionsOf(launch(QUORIN_PROGRAM " --help")->wait().out, R"(\n  (--[a-z-]+)( arg)?)");
+  const std::string help = launch(QUORIN_PROGRAM " --help")->wait().out;
   const std::string zsh = fileContent(QUORIN_SOURCE_FOLDER "/packaging/completion/_quorin");
-  EXPECT_EQ(optionsOf(zsh, R"((--[a-z-]+)(=)?\[)"), options);
+  const Names options = allOf(help, R"(\n  (--[a-z-]+))"),
+              valued = allOf(help, R"(\n  (--[a-z-]+) arg)");
+  EXPECT_EQ(allOf(zsh, R"((--[a-z-]+)=?\[)"), options);
+  EXPECT_EQ(allOf(zsh, R"((--[a-z-]+)=\[)"), valued);
   std::string all, table;
-  for (const auto& [name, takesValue] : options) {
+  for (const std::string& name : options) {
     all += (all.empty() ? "" : " ") + name;
-    table += "\nquorin " + name + " --set-u->" + (takesValue ? "" : "--set-update");
+    table += "\nquorin " + name + " --set-u->" + (valued.contains(name) ? "" : "--set-update");
   }
   expectCompleted("bash --norc", bashDriver, "\nquorin ->" + all + table);
 }

@@ -21,8 +21,6 @@ class EvidenceTest : public SystemTest {
   }
 };
 
-const std::string stats5 = R"({"recordId":"0x111f000b"})";
-
 TEST_F(EvidenceTest, TheJournalHoldsWhatArrivedAndWhatTheApiDidByItself) {
   start("--group 111f --no-clear");
   client->send(
@@ -172,8 +170,13 @@ TEST_F(EvidenceTest, WhoeverLetsTimePassTakesTurns) {
   };
   ASSERT_TRUE(eventually([&] { return left() == 5; }));
   const auto other = connect();
+  const std::unique_ptr<Client> busy[] = {connect(), connect(), connect(), connect()};
   auto gone = connect();
+  std::string clears;
+  constexpr int each = sanitized ? 300 : 1000;
+  for (int i = 0; i < each; ++i) clears += request(i, "clear", R"({"recordId":1})") + "\n";
   daemon->signal(SIGSTOP);  // all come at once
+  for (const auto& by : busy) by->sendBytes(clears);
   const std::string advance =
       R"({"jsonrpc":"2.0","method":"advanceTime","params":{"seconds":0.5}})";
   gone->sendBytes(advance + "\n" + advance + "\n");
@@ -181,6 +184,7 @@ TEST_F(EvidenceTest, WhoeverLetsTimePassTakesTurns) {
   for (const auto& by : {client.get(), other.get()}) {
     for (const int id : {1, 2}) by->request(id, "advanceTime", R"({"seconds":0.5})");
   }
+  client->request(3, "status");
   daemon->signal(SIGCONT);
   for (const auto& by : {client.get(), other.get()}) {
     for (const int id : {1, 2}) {
@@ -188,6 +192,8 @@ TEST_F(EvidenceTest, WhoeverLetsTimePassTakesTurns) {
       EXPECT_TRUE(matches(reply, {{"id", id}, {"result", {{"settled", true}}}})) << reply;
     }
   }
+  // None of the time has passed before all else was done.
+  EXPECT_EQ(client->readObject().at("result").at("counters").at("answered").at("clear"), 4 * each);
   gone = connect();
   gone->send(advance);
   gone.reset();

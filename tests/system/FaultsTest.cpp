@@ -29,8 +29,6 @@ constexpr bool boundedDescriptors = false;  // each check of a virtual call make
 constexpr bool boundedDescriptors = true;
 #endif
 
-const std::string stats5 = R"({"recordId":"0x111f000b"})";
-
 class FaultsTest : public SystemTest {
  protected:
   /// Changes a soft limit of the daemon; only who runs as it does may do that.

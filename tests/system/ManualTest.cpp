@@ -1,23 +1,11 @@
 // The manual pages say what the programs do, and are well-formed.
 #include <regex>
-#include <set>
 
 #include "Harness.h"
 
 using namespace harness;
 
 namespace {
-
-using Names = std::set<std::string>;
-
-Names allOf(const std::string& text, const std::string& pattern) {
-  Names names;
-  const std::regex name(pattern);
-  for (std::sregex_iterator found(text.begin(), text.end(), name), end; found != end; ++found) {
-    names.insert(found->str(1));
-  }
-  return names;
-}
 
 /// What is between the line `title` and the next one at the left margin.
 std::string section(const std::string& text, const std::string& title) {
