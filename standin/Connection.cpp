@@ -185,6 +185,7 @@ bool Connection::beginBatch(std::string_view line, JsonDocument& document, rpc::
                      "a batch holds at most " + std::to_string(maxBatch) + " requests"};
   } else {
     inBatch_ = true;
+    lastOfBatch_ = false;
   }
   return inBatch_;
 }

@@ -178,7 +178,7 @@ class Connection {
   std::string batchReply_;  ///< the reply to the batch in turn
   std::string afterBatch_;  ///< notifications that wait for the end of a reply that is being sent
   std::deque<Hold> laterHolds_;  ///< in `afterBatch_`
-  bool streaming_ = false;  ///< a part of the batch's reply is in `outgoing_`
+  bool streaming_ = false;       ///< a part of the batch's reply is in `outgoing_`
 };
 
 }  // namespace standin
