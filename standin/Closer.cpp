@@ -39,8 +39,8 @@ void Closer::run() {
   std::unique_lock lock(mutex_);
   for (;;) {
     changed_.wait(lock, [&] { return !descriptors_.empty(); });
-    const int descriptor = descriptors_.back();
-    descriptors_.pop_back();
+    const int descriptor = descriptors_.front();
+    descriptors_.pop_front();
     lock.unlock();
     ::close(descriptor);
     --pending_;

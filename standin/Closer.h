@@ -3,8 +3,8 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <deque>
 #include <mutex>
-#include <vector>
 
 namespace standin {
 
@@ -28,7 +28,7 @@ class Closer {
 
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::vector<int> descriptors_;
+  std::deque<int> descriptors_;
   std::atomic<std::size_t> pending_{0};
   bool started_ = false;
 };

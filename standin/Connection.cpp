@@ -30,10 +30,10 @@ ssize_t receive(int socket, char* to, std::size_t room) {
   message.msg_iov = &piece;
   message.msg_iovlen = 1;
   if (Closer::instance().pending() != 0) {
-    // No more of them before those are gone: whoever passes some waits.
+    // No more of them before those are gone.
     if (::recvmsg(socket, &message, MSG_DONTWAIT | MSG_PEEK) > 0 &&
         (message.msg_flags & MSG_CTRUNC) != 0) {
-      errno = EAGAIN;
+      errno = ENOBUFS;
       return -1;
     }
   }
@@ -72,24 +72,19 @@ Connection::Connection(int descriptor, std::uint64_t acceptanceNumber)
       kernelRefusesDescriptors_(refuseDescriptors(descriptor)) {}
 
 void Connection::close() {
-  if (!closed()) end(std::exchange(descriptor_, -1), kernelRefusesDescriptors_);
+  if (!closed()) end(std::exchange(descriptor_, -1));
 }
 
-void Connection::refuse(int descriptor) { end(descriptor, refuseDescriptors(descriptor)); }
-
-void Connection::end(int descriptor, bool kernelRefusesDescriptors) {
+void Connection::end(int descriptor) {
   // Bytes that are left unread would turn the end into a reset.
   ::shutdown(descriptor, SHUT_RDWR);
   char bytes[4096];
-  if (kernelRefusesDescriptors) {
-    while (::recv(descriptor, bytes, sizeof bytes, MSG_DONTWAIT) > 0) {
-    }
-    ::close(descriptor);
-  } else {
-    while (receive(descriptor, bytes, sizeof bytes) > 0) {
-    }
-    Closer::instance().close(descriptor);
+  ssize_t left;
+  while ((left = receive(descriptor, bytes, sizeof bytes)) > 0) {
   }
+  // What cannot be read goes with the socket, and may be slow to close.
+  if (left < 0) return Closer::instance().close(descriptor);
+  ::close(descriptor);
 }
 
 Connection::Read Connection::read() {

@@ -38,7 +38,7 @@ class Connection {
   /// Ends the connection. What was sent arrives, and the client sees an end, never a reset.
   void close();
   /// Ends one that was accepted, in the same way; needs no memory.
-  static void refuse(int descriptor);
+  static void end(int descriptor);
 
   // --- requests ---
 
@@ -141,7 +141,6 @@ class Connection {
     Time until;
   };
 
-  static void end(int descriptor, bool kernelRefusesDescriptors);
   static void add(std::deque<Hold>& holds, const Hold& hold);
 
   void findLine();

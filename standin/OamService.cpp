@@ -262,7 +262,7 @@ void OamService::deliver(Posted& posted) {
   const std::string_view name = notificationNames[posted.which];
   ++notificationCounts_[posted.which];
   if (posted.which <= svcRegEndInd) lastIndication_ = name;
-  if (posted.params.empty() || !server_.hasSubscribers()) return;
+  if (!server_.hasSubscribers()) return;
   Fault* const found = faults_.choose(true, name, posted.recordId);
   const Fault fault = found == nullptr ? Fault() : *found;
   if (found != nullptr) ++found->hits;
@@ -278,12 +278,10 @@ void OamService::deliver(Posted& posted) {
 bool OamService::sendGroups(Notification which, Zel::OamSvcRegInd::SvcRegType type,
                             const std::vector<std::uint16_t>& groups, unsigned int outcome) {
   std::string params;
-  if (server_.hasSubscribers()) {
-    ObjectText(params)
-        .add("type", std::int64_t{type})
-        .addList("groups", groups.size(), [&](std::size_t i) { appendGroup(params, groups[i]); })
-        .end();
-  }
+  ObjectText(params)
+      .add("type", std::int64_t{type})
+      .addList("groups", groups.size(), [&](std::size_t i) { appendGroup(params, groups[i]); })
+      .end();
   const Automatic automatic{.what = Automatic::What::outcome, .kind = outcome, .groups = groups};
   const bool reports = environment().automatic && slots_.svcRegResult;
   return post({which, std::move(params), std::nullopt}, reports ? &automatic : nullptr);
@@ -307,15 +305,11 @@ bool OamService::sendSetInd(const boost::shared_ptr<Zel::Record>& record,
   const std::lock_guard lock(setIndMutex_);
   const std::uint32_t setIndId = lastSetIndId_ + 1;
   Posted posted{setInd, {}, record->id};
-  if (server_.hasSubscribers()) {
-    std::string& params = posted.params;
-    ObjectText members(params);
-    members.add("setIndId", setIndId).addFrom("record", [&] {
-      appendQuotedBlock(params, *record);
-    });
-    posted.blockEnd = params.size() - 1;
-    members.add("opType", std::int64_t{opType}).add("applyAction", std::int64_t{applyAction}).end();
-  }
+  std::string& params = posted.params;
+  ObjectText members(params);
+  members.add("setIndId", setIndId).addFrom("record", [&] { appendQuotedBlock(params, *record); });
+  posted.blockEnd = params.size() - 1;
+  members.add("opType", std::int64_t{opType}).add("applyAction", std::int64_t{applyAction}).end();
   outstandingSetInds_[setIndId] = record;
   const Automatic automatic{.what = Automatic::What::setInd, .groups = {}, .setIndId = setIndId};
   if (!post(std::move(posted), environment().automatic ? &automatic : nullptr)) return false;

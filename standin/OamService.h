@@ -102,24 +102,20 @@ class OamService final : private RequestHandler, private MainDuty {
   template <typename Write>
   bool send(Notification which, Write&& write) {
     std::string params;
-    if (server_.hasSubscribers()) {
-      ObjectText members(params);
-      write(members);
-      members.end();
-    }
+    ObjectText members(params);
+    write(members);
+    members.end();
     return post({which, std::move(params), std::nullopt}, nullptr);
   }
   /// The same for one that has a block, which is the first of its parameters.
   template <typename Write>
   bool send(Notification which, const Zel::Record& record, Write&& write) {
     Posted posted{which, {}, record.id};
-    if (server_.hasSubscribers()) {
-      ObjectText members(posted.params);
-      members.addFrom(notificationNames[which], [&] { appendQuotedBlock(posted.params, record); });
-      posted.blockEnd = posted.params.size() - 1;
-      write(members);
-      members.end();
-    }
+    ObjectText members(posted.params);
+    members.addFrom(notificationNames[which], [&] { appendQuotedBlock(posted.params, record); });
+    posted.blockEnd = posted.params.size() - 1;
+    write(members);
+    members.end();
     return post(std::move(posted), nullptr);
   }
   bool sendGroups(Notification which, Zel::OamSvcRegInd::SvcRegType type,
@@ -130,7 +126,7 @@ class OamService final : private RequestHandler, private MainDuty {
  private:
   struct Posted {
     Notification which;
-    std::string params;  ///< empty where nobody had subscribed
+    std::string params;
     std::optional<std::uint32_t> recordId;
     std::size_t blockEnd = 0;  ///< in `params`, where they hold a block
   };

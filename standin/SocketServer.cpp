@@ -197,7 +197,7 @@ void SocketServer::acceptOne(int descriptor) {
       return;
     }
   } catch (const std::bad_alloc&) {
-    if (!connection) Connection::refuse(descriptor);
+    if (!connection) Connection::end(descriptor);
     ++counters_.cutOff;
     return;
   }
@@ -409,7 +409,7 @@ void SocketServer::takeNoMore() {
     const int descriptor =
         ::accept4(path_.descriptor(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (descriptor < 0) break;
-    Connection::refuse(descriptor);
+    Connection::end(descriptor);
   }
   for (const Pointer& connection : connections_) connection->endInput();
 }

@@ -4,7 +4,6 @@
 #include <sys/types.h>
 
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <deque>
@@ -134,7 +133,7 @@ class SocketServer {
     }
   }
   void subscribe(Connection& connection, bool wanted, bool toRequests);
-  bool hasSubscribers() const { return subscribers_ != 0; }  ///< from any thread
+  bool hasSubscribers() const { return subscribers_ != 0; }
   bool someoneSeesRequests() const { return requestSubscribers_ != 0; }
 
   /// Takes no further client, and no further byte.
@@ -182,7 +181,7 @@ class SocketServer {
   std::size_t orphanBytes_ = 0;
   bool sawEvents_ = false;  ///< at the last look
   bool hasWorked_ = false;  ///< since memory went back
-  std::atomic<std::size_t> subscribers_{0};
+  std::size_t subscribers_ = 0;
   std::size_t requestSubscribers_ = 0;
   JsonDocument document_;
   Counters counters_;

@@ -1,14 +1,13 @@
 #!/usr/bin/env python3
-"""Puts faults in, one at a time, and says which of them no test notices.
-
-A fault in a line that unnoticeable.txt lists, with the reason, does not count where it survives.
-
-usage: tests/mutate.py [N] [--seed S] [--folders app,records]
-
-Works on copies of the tree in build-mutate/, one a processor. What does not compile is not counted.
-The programs that test the changed folder run first, the others only where those notice nothing; a
-program that takes much longer than without a fault has noticed it.
-"""
+# Puts faults in, one at a time, and says which of them no test notices.
+#
+# A fault in a line that unnoticeable.txt lists, with the reason, does not count where it survives.
+#
+# usage: tests/mutate.py [N] [--seed S] [--folders app,records]
+#
+# Works on copies of the tree in build-mutate/, one a processor. What does not compile is not counted.
+# The programs that test the changed folder run first, the others only where those notice nothing; a
+# program that takes much longer than without a fault has noticed it.
 import argparse
 import concurrent.futures
 import os

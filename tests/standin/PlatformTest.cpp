@@ -1,4 +1,5 @@
-// Whether what the privilege drop took can be taken back: by trying, in a process of its own.
+// The privilege drop, by trying to take back what it took, each time in a process of its own; and
+// lines of the log, as they leave the process.
 #include <fcntl.h>
 #include <grp.h>
 #include <gtest/gtest.h>
@@ -15,6 +16,7 @@
 #include <iterator>
 #include <tuple>
 
+#include "platform/LogStream.h"
 #include "platform/ProcPrivs.h"
 
 namespace {
@@ -95,10 +97,9 @@ TEST(PrivilegesTest, ThereIsNoWayBack) {
     EXPECT_EXIT(dropAndTryToGoBack(prepare), testing::ExitedWithCode(0), "dropped, ways back 0\n");
   }
   // Of "apps" it is the user only, and may not change that.
-  const auto prepare = [&] {
-    return ::setresgid(1, 1, 1) == 0 && ::setresuid(apps, apps, apps) == 0;
-  };
-  EXPECT_EXIT(dropAndTryToGoBack(prepare), testing::ExitedWithCode(0), "refused");
+  EXPECT_EXIT(dropAndTryToGoBack(
+                  [&] { return ::setresgid(1, 1, 1) == 0 && ::setresuid(apps, apps, apps) == 0; }),
+              testing::ExitedWithCode(0), "refused");
 }
 
 TEST(PrivilegesTest, AnAccountThatIsRootOrIsNotThereIsRefused) {
@@ -113,6 +114,18 @@ TEST(PrivilegesTest, AnAccountThatIsRootOrIsNotThereIsRefused) {
     privileges.setGroup(group);
     EXPECT_EQ(privileges.applyPrivileges(), error) << user << group;
   }
+}
+
+// No text forges a second line or reaches a terminal raw; letters stay.
+TEST(LogLinesTest, NoControlCharacterSurvives) {
+  testing::internal::CaptureStderr();
+  Zel::LogStream line(ZEL_LOG_ERROR, "file", 7, "function");
+  line << "a\nb\tc\x1b\x1f \x7f\xc2\x80\xc2\x9f\xc2\xa0\xc3\xa9\xc2\x9f\n";
+  line.done();
+  const std::string text = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(
+      text.substr(text.find(": ") + 2),
+      "file:7 function a\\nb\\tc\\x1b\\x1f \\x7f\\xc2\\x80\\xc2\\x9f\xc2\xa0\xc3\xa9\\xc2\\x9f\n");
 }
 
 }  // namespace
