@@ -53,10 +53,12 @@ class Baton {
   bool takeOver() {
     const bool changed = look();
     if (!isOdd(seen_) || (changed && !pausing_)) return false;
-    // First, so that a callback that comes back now wakes the wait that follows.
+    // First, so that a callback that comes back now wakes the wait that follows. One that is back
+    // already keeps the baton for as long as nothing happens: that is not waited for.
     standsIn_ = true;
-    mutex_.lock();
-    return true;
+    if (mutex_.try_lock()) return true;
+    standsIn_ = false;
+    return false;
   }
   /// Whether the callback for which it has the baton is still away.
   bool isAway() const { return number_ == seen_; }

@@ -80,8 +80,9 @@ void Connection::end(int descriptor) {
   ::shutdown(descriptor, SHUT_RDWR);
   char bytes[4096];
   ssize_t left;
-  while ((left = receive(descriptor, bytes, sizeof bytes)) > 0) {
-  }
+  do {
+    left = receive(descriptor, bytes, sizeof bytes);
+  } while (left > 0 || (left < 0 && errno == ECONNRESET));  // which is told once, ahead of the rest
   // What cannot be read goes with the socket, and may be slow to close.
   if (left < 0) return Closer::instance().close(descriptor);
   ::close(descriptor);
@@ -217,10 +218,9 @@ void Connection::finishBatch() {
   batchHold_ = {};
   emptied(batchReply_);
   if (std::exchange(streaming_, false)) {
-    for (const Hold& hold : laterHolds_) {
+    for (const Hold& hold : std::exchange(laterHolds_, {})) {
       add(holds_, {sentBefore_ + outgoing_.size() + hold.from, hold.until});
     }
-    laterHolds_.clear();
     appendNotification(afterBatch_);
     emptied(afterBatch_);
   }

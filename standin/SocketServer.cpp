@@ -82,18 +82,11 @@ std::string SocketServer::listen() {
   // First what may fail: whoever connects to a process that cannot start would see a reset.
   epoll_ = ::epoll_create1(EPOLL_CLOEXEC);
   wakeUp_ = epoll_ < 0 ? -1 : ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  if (wakeUp_ < 0 || !addTo(epoll_, wakeUp_, EPOLLIN, &wakeUp_)) {
+  if (wakeUp_ < 0 || !addTo(epoll_, wakeUp_, EPOLLIN, &wakeUp_) ||
+      !addTo(epoll_, path_.descriptor(), 0, this)) {
     return std::string("cannot watch the socket: ") + std::strerror(errno);
   }
   return path_.listen();
-}
-
-void SocketServer::startAccepting() {
-  accepting_ = addTo(epoll_, path_.descriptor(), EPOLLIN, this);
-  if (!accepting_) {
-    retrying_ = true;
-    retryAccept_ = Clock::now() + acceptPause;
-  }
 }
 
 void SocketServer::wake() {
@@ -174,14 +167,18 @@ void SocketServer::accept() {
     if (room && (errno == EINTR || errno == ECONNABORTED)) continue;
     if (room && errno == EAGAIN) break;
     // No descriptor left, most likely: the connection stays queued until there is one.
-    if (std::exchange(accepting_, false)) {
-      ::epoll_ctl(epoll_, EPOLL_CTL_DEL, path_.descriptor(), nullptr);
-    }
     retrying_ = true;
     retryAccept_ = Clock::now() + acceptPause;
-    return;
+    return watchForClients(0);
   }
-  if (!accepting_ && !stopping()) startAccepting();
+  watchForClients(EPOLLIN);
+}
+
+void SocketServer::watchForClients(std::uint32_t events) {
+  epoll_event event{};
+  event.events = events;
+  event.data.ptr = this;
+  ::epoll_ctl(epoll_, EPOLL_CTL_MOD, path_.descriptor(), &event);
 }
 
 void SocketServer::acceptOne(int descriptor) {
@@ -234,10 +231,10 @@ void SocketServer::hangUp(const Pointer& connection) {
     begin = lines.find('\n', begin) + 1;
     ++counters_.dropped;
   }
-  if (begin == lines.size()) return;
-  const std::size_t bytes = lines.size() - begin;
-  orphans_.push_back({number, std::move(lines), begin});
-  orphanBytes_ += bytes;
+  lines.erase(0, begin);
+  if (lines.empty()) return;
+  orphans_.push_back({number, std::move(lines)});
+  orphanBytes_ += orphans_.back().lines.size();
 }
 
 void SocketServer::watch(Connection& connection) {

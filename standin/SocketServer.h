@@ -102,7 +102,7 @@ class SocketServer {
   std::string claim(const std::string& path) { return path_.claim(path); }
   /// Lets clients connect; they are served from `startAccepting` on.
   std::string listen();
-  void startAccepting();
+  void startAccepting() { accept(); }
 
   /// Gives connections their turns, and sends what is ready. True when more can be done at once.
   bool work(bool mayCall);
@@ -157,6 +157,7 @@ class SocketServer {
   void guarded(const Pointer& connection, Action&& action);
   void accept();
   void acceptOne(int descriptor);
+  void watchForClients(std::uint32_t events);
   void take(const Pointer& connection, std::uint32_t events);
   void hangUp(const Pointer& connection);
   bool serveNext(bool mayCall);
@@ -172,8 +173,7 @@ class SocketServer {
   SocketPath path_;
   int epoll_ = -1;
   int wakeUp_ = -1;
-  bool accepting_ = false;
-  std::chrono::steady_clock::time_point retryAccept_{};  ///< while not accepting
+  std::chrono::steady_clock::time_point retryAccept_{};
   bool retrying_ = false;
   std::vector<Pointer> connections_;
   std::size_t next_ = 0;  ///< whose turn comes, one past the last for the orphans
