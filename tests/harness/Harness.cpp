@@ -222,7 +222,7 @@ ServiceManager::ServiceManager(const std::string& path)
   }
 }
 
-std::string ServiceManager::receive(int flags) {
+std::string ServiceManager::told(int flags) {
   char text[200];
   const ssize_t bytes = ::recv(socket_.native_handle(), text, sizeof text, flags);
   return std::string(text, bytes > 0 ? static_cast<std::size_t>(bytes) : 0);

@@ -155,14 +155,10 @@ class ServiceManager {
  public:
   explicit ServiceManager(const std::string& path);
 
-  /// The oldest message.
-  std::string told() { return receive(0); }
-  /// The same; empty where there is none yet.
-  std::string toldSoFar() { return receive(MSG_DONTWAIT); }
+  /// The oldest message; with MSG_DONTWAIT empty where there is none yet.
+  std::string told(int flags = 0);
 
  private:
-  std::string receive(int flags);
-
   boost::asio::io_context loop_;
   boost::asio::local::datagram_protocol::socket socket_;
 };
