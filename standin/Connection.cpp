@@ -112,12 +112,8 @@ Connection::Read Connection::read() {
 
 void Connection::findLine() {
   if (lineEnd_ != none) return;
-  const std::size_t at = input_.find('\n', std::max(begin_, searched_));
-  if (at == std::string::npos) {
-    searched_ = input_.size();
-  } else {
-    lineEnd_ = at;
-  }
+  lineEnd_ = input_.find('\n', std::max(begin_, searched_));
+  searched_ = std::min(lineEnd_, input_.size());
 }
 
 bool Connection::wantsInput() const {
